@@ -1,0 +1,85 @@
+/*
+ * kor_playback.h: reading a recorder's files in time order, changing nothing.
+ *
+ * The files may be those of a running recorder, torn, damaged, on a read-only
+ * medium or from another machine.  Memory use does not grow with their length.
+ */
+#ifndef LIBKOR_KOR_PLAYBACK_H
+#define LIBKOR_KOR_PLAYBACK_H
+
+#include <stdint.h>
+
+#include "hist_value.h"
+#include "kor_export.h"
+#include "kor_hb_record_events.h"
+#include "timestamp.h"
+
+KOR_BEGIN_DECLS
+
+enum kor_playback_kind {
+    KOR_PLAYBACK_SENSORS = 1,  /* the sensors of what follows */
+    KOR_PLAYBACK_INTERVAL = 2, /* the summary of an interval */
+    KOR_PLAYBACK_SAMPLE = 3,   /* one sample */
+    KOR_PLAYBACK_EVENT = 4,    /* one event */
+    KOR_PLAYBACK_DAMAGE = 5    /* bytes that hold no readable record */
+};
+
+/*
+ * One item of a playback.  What it points at is the playback's and holds until
+ * the next call of kor_playback_next or kor_playback_close.  Fields that do
+ * not belong to its kind are zero, but names and n_sensors, which always give
+ * the sensors in force.
+ */
+typedef struct kor_playback_item kor_playback_item;
+struct kor_playback_item {
+    uint32_t kind;          /* enum kor_playback_kind */
+    const char *filename;   /* the file it comes from */
+    uint64_t offset;        /* in that file: of its zlib stream, or damage */
+    uint64_t length;        /* compressed bytes of the stream, or damage */
+    struct timestamp start; /* interval: its first sample; else the time */
+    struct timestamp end;   /* interval: its last sample; else the time */
+    uint32_t n_sensors;     /* sensors in force; 0 before the first names */
+    const char *const *names;
+    const float *values;              /* sample: n_sensors readings */
+    const struct hist_value *hvalues; /* interval: n_sensors summaries */
+    struct kor_hb_record_events event_counts; /* interval */
+    uint32_t event_type;                      /* event */
+    const char *text;                         /* event */
+};
+
+/* One file of a playback, as far as it can be told without reading it all. */
+typedef struct kor_playback_file kor_playback_file;
+struct kor_playback_file {
+    const char *filename; /* the playback's */
+    uint32_t kind;        /* KOR_BUFFER_TYPE_*; 0: not recognisable */
+    uint32_t capacity;    /* samples or intervals; 0: header not readable */
+    uint64_t size;        /* bytes; 0 with missing set: there is no such file */
+    uint32_t missing;     /* 1: named by the state file but not there */
+};
+
+/* The parameters of a recorder; zero where the state file does not tell. */
+typedef struct kor_playback_info kor_playback_info;
+struct kor_playback_info {
+    uint32_t is_recorder;  /* 1: opened by base name; 0: one buffer file */
+    uint32_t state_intact; /* 1: the state file was read whole */
+    uint32_t state;        /* KOR_ZCF_STATE_* */
+    uint32_t num_cb_samples;
+    uint32_t num_hb_intervals;
+    uint32_t next_file_number;
+    uint32_t nfiles;
+};
+
+typedef struct kor_playback kor_playback;
+
+struct kor_playback *kor_playback_open(const char *name);
+int kor_playback_next(struct kor_playback *playback,
+                      struct kor_playback_item *item);
+int kor_playback_get_info(const struct kor_playback *playback,
+                          struct kor_playback_info *info);
+int kor_playback_get_file(const struct kor_playback *playback, uint32_t i,
+                          struct kor_playback_file *file);
+void kor_playback_close(struct kor_playback **playback);
+
+KOR_END_DECLS
+
+#endif
