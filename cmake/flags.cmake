@@ -16,8 +16,8 @@ add_library(kor_settings INTERFACE)
 # -iquote, not -I: the public error.h must not hide the C library's own.
 # No fused multiply-add: stored figures are the same bits on every machine.
 target_compile_options(kor_settings INTERFACE
-  -iquote ${PROJECT_SOURCE_DIR}/include
-  -iquote ${PROJECT_SOURCE_DIR}/src
+  "SHELL:-iquote ${PROJECT_SOURCE_DIR}/include"
+  "SHELL:-iquote ${PROJECT_SOURCE_DIR}/src"
   -ffp-contract=off
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 target_compile_definitions(kor_settings INTERFACE _FILE_OFFSET_BITS=64)
