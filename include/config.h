@@ -12,13 +12,13 @@ KOR_BEGIN_DECLS
 
 #define CONFIG_VERSION 1
 
-typedef struct config_value_node config_value_node;
+KOR_STRUCT(config_value_node);
 struct config_value_node {
     char *value; /* owned */
     struct config_value_node *next;
 };
 
-typedef struct config_key_node config_key_node;
+KOR_STRUCT(config_key_node);
 struct config_key_node {
     char *key;                            /* owned */
     struct config_value_node *head_value; /* in file order */
@@ -27,7 +27,7 @@ struct config_key_node {
     struct config_key_node *next;
 };
 
-typedef struct config config;
+KOR_STRUCT(config);
 struct config {
     uint32_t version;             /* CONFIG_VERSION; 0 after destruction */
     struct config_key_node *head; /* the key that appeared last comes first */

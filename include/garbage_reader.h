@@ -13,7 +13,7 @@ KOR_BEGIN_DECLS
 
 #define GARBAGE_READER_VERSION 1
 
-typedef struct garbage_reader garbage_reader;
+KOR_STRUCT(garbage_reader);
 struct garbage_reader {
     uint8_t version;       /* GARBAGE_READER_VERSION */
     struct reader *reader; /* the base reader, owned */

@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 
 #define HIST_VALUE_VERSION 1
 
-typedef struct hist_value hist_value;
+KOR_STRUCT(hist_value);
 struct hist_value {
     uint8_t version; /* HIST_VALUE_VERSION; 0 after destruction */
     uint32_t count;  /* valid readings summarised */

@@ -12,7 +12,7 @@
 
 KOR_BEGIN_DECLS
 
-typedef struct hist_value_list_entry hist_value_list_entry;
+KOR_STRUCT(hist_value_list_entry);
 struct hist_value_list_entry {
     uint16_t seq;             /* the generation that last claimed it */
     struct sensor *sensor;    /* owned reference */
@@ -20,7 +20,7 @@ struct hist_value_list_entry {
     struct hist_value_list_entry *next;
 };
 
-typedef struct hist_value_list hist_value_list;
+KOR_STRUCT(hist_value_list);
 struct hist_value_list {
     uint16_t seq; /* the current generation */
     struct hist_value_list_entry *buckets[256];

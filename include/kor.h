@@ -22,7 +22,7 @@ KOR_BEGIN_DECLS
 #define KOR_ZCF_STATE_CCC 3u
 #define KOR_ZCF_STATE_HCC 4u
 
-typedef struct kor kor;
+KOR_STRUCT(kor);
 struct kor {
     uint8_t version;      /* KOR_VERSION; 0 after close */
     char *filename;       /* base name, owned */

@@ -16,7 +16,7 @@ KOR_BEGIN_DECLS
 #define KOR_BUFFER_TYPE_CURRENT 1u
 #define KOR_BUFFER_TYPE_HIST 2u
 
-typedef struct kor_buffer kor_buffer;
+KOR_STRUCT(kor_buffer);
 struct kor_buffer {
     uint32_t type; /* KOR_BUFFER_TYPE_*; 0: empty */
     union {

@@ -17,7 +17,7 @@ KOR_BEGIN_DECLS
 #define KOR_CB_RECORD_SENSOR_VALUES 2u
 #define KOR_CB_RECORD_EVENT 3u
 
-typedef struct kor_cb_record kor_cb_record;
+KOR_STRUCT(kor_cb_record);
 struct kor_cb_record {
     uint32_t type; /* KOR_CB_RECORD_*; 0: empty */
     union {

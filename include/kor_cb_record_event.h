@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_CB_RECORD_EVENT_VERSION 1
 
-typedef struct kor_cb_record_event kor_cb_record_event;
+KOR_STRUCT(kor_cb_record_event);
 struct kor_cb_record_event {
     uint8_t version;    /* 1; 0 after destruction */
     uint32_t type;      /* the caller's own, > 0 */

@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_CB_RECORD_SENSOR_NAMES_VERSION 1
 
-typedef struct kor_cb_record_sensor_names kor_cb_record_sensor_names;
+KOR_STRUCT(kor_cb_record_sensor_names);
 struct kor_cb_record_sensor_names {
     uint8_t version;              /* 1; 0 after destruction */
     struct timestamp timestamp;   /* of the vector that brought the names */

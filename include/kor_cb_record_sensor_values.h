@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_CB_RECORD_SENSOR_VALUES_VERSION 1
 
-typedef struct kor_cb_record_sensor_values kor_cb_record_sensor_values;
+KOR_STRUCT(kor_cb_record_sensor_values);
 struct kor_cb_record_sensor_values {
     uint8_t version;            /* 1; 0 after destruction */
     struct timestamp timestamp; /* of the sample */

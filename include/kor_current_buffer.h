@@ -17,7 +17,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_CURRENT_BUFFER_VERSION 1
 
-typedef struct kor_current_buffer kor_current_buffer;
+KOR_STRUCT(kor_current_buffer);
 struct kor_current_buffer {
     uint8_t version;          /* KOR_CURRENT_BUFFER_VERSION; 0 after close */
     char *filename;           /* owned */

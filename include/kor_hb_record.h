@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 #define KOR_HB_RECORD_SENSOR_NAMES 1u
 #define KOR_HB_RECORD_SENSOR_VALUES 2u
 
-typedef struct kor_hb_record kor_hb_record;
+KOR_STRUCT(kor_hb_record);
 struct kor_hb_record {
     uint32_t type; /* KOR_HB_RECORD_*; 0: empty */
     union {

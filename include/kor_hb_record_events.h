@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_HB_RECORD_EVENTS_VERSION 1
 
-typedef struct kor_hb_record_events kor_hb_record_events;
+KOR_STRUCT(kor_hb_record_events);
 struct kor_hb_record_events {
     uint8_t version; /* 1; 0 after destruction */
     /* In this order in the file, too: it is part of the format. */

@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_HB_RECORD_SENSOR_VALUES_VERSION 2
 
-typedef struct kor_hb_record_sensor_values kor_hb_record_sensor_values;
+KOR_STRUCT(kor_hb_record_sensor_values);
 struct kor_hb_record_sensor_values {
     uint8_t version;            /* 2, or 1 as read from an old stream */
     struct timestamp start;     /* of the first sample */

@@ -17,7 +17,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_HIST_BUFFER_VERSION 1
 
-typedef struct kor_hist_buffer kor_hist_buffer;
+KOR_STRUCT(kor_hist_buffer);
 struct kor_hist_buffer {
     uint8_t version;           /* KOR_HIST_BUFFER_VERSION; 0 after close */
     char *filename;            /* owned */

@@ -13,7 +13,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_ZCF_STATE_C00_VERSION 1
 
-typedef struct kor_zcf_state_c00 kor_zcf_state_c00;
+KOR_STRUCT(kor_zcf_state_c00);
 struct kor_zcf_state_c00 {
     uint8_t version;
     struct kor_current_buffer *cbuf; /* open */

@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_ZCF_STATE_CC0_VERSION 1
 
-typedef struct kor_zcf_state_cc0 kor_zcf_state_cc0;
+KOR_STRUCT(kor_zcf_state_cc0);
 struct kor_zcf_state_cc0 {
     uint8_t version;
     char *cbuf0_filename;

@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_ZCF_STATE_CCC_VERSION 1
 
-typedef struct kor_zcf_state_ccc kor_zcf_state_ccc;
+KOR_STRUCT(kor_zcf_state_ccc);
 struct kor_zcf_state_ccc {
     uint8_t version;
     char *cbuf0_filename;

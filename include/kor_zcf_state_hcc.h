@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define KOR_ZCF_STATE_HCC_VERSION 1
 
-typedef struct kor_zcf_state_hcc kor_zcf_state_hcc;
+KOR_STRUCT(kor_zcf_state_hcc);
 struct kor_zcf_state_hcc {
     uint8_t version;
     char *hbuf_filename;

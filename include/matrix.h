@@ -16,7 +16,7 @@ KOR_BEGIN_DECLS
 #define MATRIX_TYPE_TRANSPOSED 2
 #define MATRIX_TYPE_TELEMETRY 3
 
-typedef struct matrix matrix;
+KOR_STRUCT(matrix);
 struct matrix {
     uint8_t version;       /* MATRIX_VERSION; 0 after destruction */
     uint32_t type;         /* MATRIX_TYPE_*; 0 in a null matrix */

@@ -11,7 +11,7 @@
 
 KOR_BEGIN_DECLS
 
-typedef struct matrix_lu matrix_lu;
+KOR_STRUCT(matrix_lu);
 struct matrix_lu {
     struct matrix *matrix; /* U on and above the diagonal, L below it */
     struct matrix *lower;  /* made by the first matrix_lu_get_lower */

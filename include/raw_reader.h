@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define RAW_READER_VERSION 1
 
-typedef struct raw_reader raw_reader;
+KOR_STRUCT(raw_reader);
 struct raw_reader {
     uint8_t version; /* RAW_READER_VERSION */
     FILE *fp;        /* never null while live */

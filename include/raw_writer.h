@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 
 #define RAW_WRITER_VERSION 1
 
-typedef struct raw_writer raw_writer;
+KOR_STRUCT(raw_writer);
 struct raw_writer {
     uint8_t version; /* RAW_WRITER_VERSION */
     FILE *fp;        /* never null while live */

@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 #define READER_TYPE_ZLIB 2
 #define READER_TYPE_GARBAGE 3
 
-typedef struct reader reader;
+KOR_STRUCT(reader);
 struct reader {
     uint8_t version; /* READER_VERSION; 0 after destruction */
     uint32_t type;   /* READER_TYPE_*, > 0 */

@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 
 #define SENSOR_VERSION 1
 
-typedef struct sensor sensor;
+KOR_STRUCT(sensor);
 struct sensor {
     uint8_t version;          /* SENSOR_VERSION; 0 after destruction */
     char *name;               /* set in a canonical sensor only */

@@ -13,7 +13,7 @@ KOR_BEGIN_DECLS
 
 #define SENSOR_ARRAY_VERSION 1
 
-typedef struct sensor_array sensor_array;
+KOR_STRUCT(sensor_array);
 struct sensor_array {
     uint8_t version;         /* SENSOR_ARRAY_VERSION; 0 after destruction */
     uint32_t nsensors;       /* 0 in a null array */

@@ -11,7 +11,7 @@
 
 KOR_BEGIN_DECLS
 
-typedef struct sensors_node sensors_node;
+KOR_STRUCT(sensors_node);
 struct sensors_node {
     char *name;                /* owned */
     struct sensor *sensor;     /* the canonical sensor, owned */
@@ -19,7 +19,7 @@ struct sensors_node {
     struct sensors_node *next; /* in the same bucket */
 };
 
-typedef struct sensors sensors;
+KOR_STRUCT(sensors);
 struct sensors {
     struct sensors_node **buckets; /* 32 chains; null while empty */
     uint32_t nsensors;             /* distinct names */

@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 
 #define TELEMETRY_MATRIX_VERSION 1
 
-typedef struct telemetry_matrix_body telemetry_matrix_body;
+KOR_STRUCT(telemetry_matrix_body);
 struct telemetry_matrix_body {
     uint8_t version;                    /* TELEMETRY_MATRIX_VERSION */
     struct matrix *matrix;              /* the values */

@@ -16,7 +16,7 @@ KOR_BEGIN_DECLS
 
 #define TIMESTAMP_VERSION 1
 
-typedef struct timestamp timestamp;
+KOR_STRUCT(timestamp);
 struct timestamp {
     uint8_t version; /* TIMESTAMP_VERSION; 0 after destruction */
     struct {

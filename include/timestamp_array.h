@@ -13,7 +13,7 @@ KOR_BEGIN_DECLS
 
 #define TIMESTAMP_ARRAY_VERSION 1
 
-typedef struct timestamp_array timestamp_array;
+KOR_STRUCT(timestamp_array);
 struct timestamp_array {
     uint8_t version;      /* TIMESTAMP_ARRAY_VERSION; 0 after destruction */
     uint32_t ntimestamps; /* 0 in a null array */

@@ -13,7 +13,7 @@ KOR_BEGIN_DECLS
 
 #define TRANSPOSED_MATRIX_VERSION 1
 
-typedef struct transposed_matrix_body transposed_matrix_body;
+KOR_STRUCT(transposed_matrix_body);
 struct transposed_matrix_body {
     uint8_t version;       /* TRANSPOSED_MATRIX_VERSION */
     struct matrix *matrix; /* the matrix viewed */

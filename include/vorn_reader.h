@@ -13,7 +13,7 @@
 
 KOR_BEGIN_DECLS
 
-typedef struct vorn_reader vorn_reader;
+KOR_STRUCT(vorn_reader);
 struct vorn_reader {
     FILE *fp;
     uint32_t close_fp;     /* 1: fp is closed with the reader */

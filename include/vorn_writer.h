@@ -15,7 +15,7 @@ KOR_BEGIN_DECLS
 #define WRITER_TYPE_VORN 3
 #define VORN_WRITER_VERSION 1
 
-typedef struct vorn_writer vorn_writer;
+KOR_STRUCT(vorn_writer);
 struct vorn_writer {
     uint8_t version;              /* VORN_WRITER_VERSION */
     struct writer *writer;        /* the base writer, owned */

@@ -14,7 +14,7 @@ KOR_BEGIN_DECLS
 #define WRITER_TYPE_RAW 1
 #define WRITER_TYPE_ZLIB 2
 
-typedef struct writer writer;
+KOR_STRUCT(writer);
 struct writer {
     uint8_t version; /* WRITER_VERSION; 0 after destruction */
     uint32_t type;   /* WRITER_TYPE_*, > 0 */
