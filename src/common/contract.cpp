@@ -7,9 +7,16 @@
 extern "C" void __gcov_dump(void);
 #endif
 
+#ifdef KOR_FUZZING
+constinit void (*vela::contract_hook)(const char *expression) = nullptr;
+#endif
+
 void vela::contract_broken(const char *expression, const char *file, int line,
                            const char *function) noexcept
 {
+#ifdef KOR_FUZZING
+    if (contract_hook != nullptr) contract_hook(expression);
+#endif
     std::fprintf(stderr, "%s:%d: %s: Assertion `%s' failed.\n", file, line,
                  function, expression);
 #ifdef KOR_COVERAGE

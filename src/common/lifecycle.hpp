@@ -9,6 +9,7 @@
 #ifndef KOR_COMMON_LIFECYCLE_HPP
 #define KOR_COMMON_LIFECYCLE_HPP
 
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <utility>

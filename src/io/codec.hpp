@@ -5,21 +5,31 @@
 //
 //     constexpr auto hist_value_form = [](auto &ar, auto &hv) {
 //         ar.version(hv.version, HIST_VALUE_VERSION);
-//         ar.u32(hv.count);
-//         ar.f32(hv.min);
+//         ar.fields(hv.count, hv.min, hv.max);
 //     };
 //
 // The archive keeps the running byte total and the first failure.  After a
 // failure every further call does nothing, so a form holds no error handling.
 // All multi-byte values are big-endian; nothing is padded or aligned.
+//
+// Arrays and runs of fields go through a stream of the library's own in one
+// call for each block; any other stream gets one call for each value.  Bytes
+// and totals are the same.
 #ifndef KOR_IO_CODEC_HPP
 #define KOR_IO_CODEC_HPP
 
+#include <algorithm>
 #include <bit>
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 #include "binary_serializer_common.h"
 #include "error.h"
+#include "io/byte_order.hpp"
+#include "io/streams.hpp"
 #include "reader.h"
 #include "writer.h"
 
@@ -28,12 +38,33 @@ namespace vela {
 // No count or string length in any file exceeds this.
 inline constexpr uint32_t max_serialized_count = 10000;
 
-inline constexpr uint32_t big_endian(uint32_t value) noexcept
+// Most bytes that values are gathered into for one stream call.
+inline constexpr size_t codec_block_size = 2048;
+
+// What one value of a field may be.
+template <class T>
+concept scalar = std::same_as<T, uint32_t> || std::same_as<T, int32_t> ||
+    std::same_as<T, float> || std::same_as<T, double>;
+
+// The stored bits of a value, in a word of its size.  Only ever the word is
+// swapped: a byte-swapped float must never sit in a floating-point register,
+// where it may be quietened as a NaN.
+template <scalar T>
+using wire_word = std::conditional_t<sizeof(T) == 8, uint64_t, uint32_t>;
+
+template <scalar T>
+void store(void *bytes, T value) noexcept
 {
-    if constexpr (std::endian::native == std::endian::little)
-        return __builtin_bswap32(value);
-    else
-        return value;
+    const auto wire = big_endian(std::bit_cast<wire_word<T>>(value));
+    std::memcpy(bytes, &wire, sizeof wire);
+}
+
+template <scalar T>
+T load(const void *bytes) noexcept
+{
+    wire_word<T> wire;
+    std::memcpy(&wire, bytes, sizeof wire);
+    return std::bit_cast<T>(big_endian(wire));
 }
 
 // Byte total and first failure of a run of stream calls.
@@ -77,20 +108,29 @@ public:
     explicit encoder(struct writer *out) noexcept : out_(out) {}
 
     // A writer may report 0 for bytes it only buffered: that is no failure.
-    void bytes(const void *data, unsigned size) noexcept
+    void bytes(const void *data, uint32_t size) noexcept
     {
         if (ok()) take(writer_write_bytes(out_, data, size));
     }
     void version(uint8_t current, uint8_t) noexcept { bytes(&current, 1); }
-    void u32(uint32_t value) noexcept
+    void u32(uint32_t value) noexcept { field(value); }
+    void i32(int32_t value) noexcept { field(value); }
+    void f32(float value) noexcept { field(value); }
+    void f64(double value) noexcept { field(value); }
+    void f32s(const float *values, size_t n) noexcept { array(values, n); }
+    void f64s(const double *values, size_t n) noexcept { array(values, n); }
+
+    // A run of fields, none of which decides about another.
+    template <scalar... T>
+    void fields(const T &...values) noexcept
     {
-        const uint32_t wire = big_endian(value);
-        bytes(&wire, sizeof wire);
+        if (!is_own_writer(out_)) return (field(values), ...);
+        std::byte block[(sizeof(T) + ...)];
+        static_assert(sizeof block <= codec_block_size);
+        std::byte *next = block;
+        ((store(next, values), next += sizeof(T)), ...);
+        bytes(block, sizeof block);
     }
-    void i32(int32_t value) noexcept { u32(static_cast<uint32_t>(value)); }
-    // Through the bit pattern: a byte-swapped float must never sit in a
-    // floating-point register, where it may be quietened as a NaN.
-    void f32(float value) noexcept { u32(std::bit_cast<uint32_t>(value)); }
     void string(const char *text) noexcept
     {
         if (ok()) take(binary_serializer_write_string(text, out_));
@@ -103,6 +143,32 @@ public:
 
 private:
     void take(int result) noexcept { result < 0 ? stop(result) : add(result); }
+
+    template <scalar T>
+    void field(T value) noexcept
+    {
+        std::byte wire[sizeof(T)];
+        store(wire, value);
+        bytes(wire, sizeof wire);
+    }
+    template <scalar T>
+    void array(const T *values, size_t n) noexcept
+    {
+        if (!is_own_writer(out_)) {
+            for (size_t i = 0; i < n && ok(); ++i) field(values[i]);
+            return;
+        }
+        constexpr size_t per_block = codec_block_size / sizeof(T);
+        for (size_t first = 0; first < n && ok(); first += per_block)
+            array_block(values + first, std::min(per_block, n - first));
+    }
+    template <scalar T>
+    void array_block(const T *values, size_t n) noexcept
+    {
+        std::byte block[codec_block_size];
+        for (size_t i = 0; i < n; ++i) store(block + i * sizeof(T), values[i]);
+        bytes(block, static_cast<uint32_t>(n * sizeof(T)));
+    }
 
     struct writer *out_;
 };
@@ -118,34 +184,37 @@ public:
     {
     }
 
-    void bytes(void *data, unsigned size) noexcept
+    void bytes(void *data, uint32_t size) noexcept
     {
         if (ok()) take(binary_serializer_read_bytes(data, size, in_));
     }
-    // Compares the stored version and leaves the object's own alone.
+    // Compares the stored version and leaves the object's own alone.  Always a
+    // read of its own: a wrong version counts before anything that follows.
     void version(uint8_t, uint8_t expected) noexcept
     {
         uint8_t stored = 0;
         bytes(&stored, 1);
         check(stored == expected, KOR_ERR_WRONG_VERSION);
     }
-    void u32(uint32_t &value) noexcept
+    void u32(uint32_t &value) noexcept { field(value); }
+    void i32(int32_t &value) noexcept { field(value); }
+    void f32(float &value) noexcept { field(value); }
+    void f64(double &value) noexcept { field(value); }
+    void f32s(float *values, size_t n) noexcept { array(values, n); }
+    void f64s(double *values, size_t n) noexcept { array(values, n); }
+
+    // A run of fields, none of which decides about another.  On failure some
+    // of them may hold what was read.
+    template <scalar... T>
+    void fields(T &...values) noexcept
     {
-        uint32_t wire = 0;
-        bytes(&wire, sizeof wire);
-        if (ok()) value = big_endian(wire);
-    }
-    void i32(int32_t &value) noexcept
-    {
-        uint32_t bits = 0;
-        u32(bits);
-        if (ok()) value = static_cast<int32_t>(bits);
-    }
-    void f32(float &value) noexcept
-    {
-        uint32_t bits = 0;
-        u32(bits);
-        if (ok()) value = std::bit_cast<float>(bits);
+        if (!is_own_reader(in_)) return (field(values), ...);
+        std::byte block[(sizeof(T) + ...)] = {};
+        static_assert(sizeof block <= codec_block_size);
+        bytes(block, sizeof block);
+        if (!ok()) return;
+        const std::byte *next = block;
+        ((values = load<T>(next), next += sizeof(T)), ...);
     }
     // Stores a new heap string at once, so that its owner frees it.
     void string(char *&text) noexcept
@@ -175,6 +244,36 @@ private:
             stop(total() == 0 && first_ == first_byte::optional
                      ? KOR_OK
                      : KOR_ERR_TRUNCATED);
+    }
+
+    // The bytes start as zeros, since a damaging reader may report some that
+    // it never stored.
+    template <scalar T>
+    void field(T &value) noexcept
+    {
+        std::byte wire[sizeof(T)] = {};
+        bytes(wire, sizeof wire);
+        if (ok()) value = load<T>(wire);
+    }
+    template <scalar T>
+    void array(T *values, size_t n) noexcept
+    {
+        if (!is_own_reader(in_)) {
+            for (size_t i = 0; i < n && ok(); ++i) field(values[i]);
+            return;
+        }
+        constexpr size_t per_block = codec_block_size / sizeof(T);
+        for (size_t first = 0; first < n && ok(); first += per_block)
+            array_block(values + first, std::min(per_block, n - first));
+    }
+    template <scalar T>
+    void array_block(T *values, size_t n) noexcept
+    {
+        std::byte block[codec_block_size];
+        bytes(block, static_cast<uint32_t>(n * sizeof(T)));
+        if (!ok()) return;
+        for (size_t i = 0; i < n; ++i)
+            values[i] = load<T>(block + i * sizeof(T));
     }
 
     struct reader *in_;
