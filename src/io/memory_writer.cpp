@@ -26,10 +26,12 @@ vela::memory_writer::memory_writer() noexcept
     base_.fn_flush = nothing_to_do;
 }
 
-bool vela::memory_writer::reserve(size_t size) noexcept
+// Makes room for `nbytes` more.
+bool vela::memory_writer::reserve(size_t nbytes) noexcept
 {
-    if (size <= capacity_) return true;
-    if (size > max_capacity) return false;
+    if (nbytes <= capacity_ - size_) return true;
+    if (nbytes > max_capacity - size_) return false;
+    const size_t size = size_ + nbytes;
     const size_t capacity = std::max({first_capacity, size, 2 * capacity_});
     void *const grown = std::realloc(bytes_.get(), capacity);
     if (grown == nullptr) return false;
@@ -43,8 +45,7 @@ int vela::memory_writer::write_bytes(void *state, const void *buf,
                                      uint32_t len) noexcept
 {
     auto *const self = static_cast<memory_writer *>(state);
-    if (len > max_capacity || !self->reserve(self->size_ + len))
-        return KOR_ERR_NO_MEMORY;
+    if (!self->reserve(len)) return KOR_ERR_NO_MEMORY;
     if (len > 0) std::memcpy(self->bytes_.get() + self->size_, buf, len);
     self->size_ += len;
     return static_cast<int>(len);

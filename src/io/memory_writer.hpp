@@ -25,7 +25,7 @@ public:
 
 private:
     static int write_bytes(void *state, const void *buf, uint32_t len) noexcept;
-    bool reserve(size_t size) noexcept;
+    bool reserve(size_t nbytes) noexcept;
 
     struct writer base_ = {};
     heap<uint8_t> bytes_;
