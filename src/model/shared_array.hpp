@@ -5,15 +5,17 @@
 // public functions keep their own assertions, in their own words.
 //
 // A Layout has: array, element (types); count, elements (members of array);
-// version; destroy (element **); write_element, read_element.
+// version; destroy (element **); counts_references (const element &);
+// element_form (the serializer of an element pointer).
 #ifndef KOR_MODEL_SHARED_ARRAY_HPP
 #define KOR_MODEL_SHARED_ARRAY_HPP
 
+#include <cstdint>
 #include <cstdlib>
 
-#include "io/codec.hpp"
-#include "error.h"
 #include "common/lifecycle.hpp"
+#include "error.h"
+#include "io/codec.hpp"
 
 namespace vela {
 
@@ -52,6 +54,17 @@ class shared_array {
         std::free(items);
     }
 
+    // The stored form but for the elements; `count` comes back from reading.
+    template <class Archive>
+    static void header(Archive &archive, uint8_t version,
+                       uint32_t &count) noexcept
+    {
+        archive.version(version, Layout::version);
+        archive.u32(count);
+        archive.check(count >= 1 && count <= max_serialized_count,
+                      KOR_ERR_TOO_LONG);
+    }
+
 public:
     static void make_null(array &a) noexcept
     {
@@ -61,7 +74,7 @@ public:
         a.ref_count = nullptr;
     }
 
-    // Takes over `items`.  On -22 they stay the caller's.
+    // Takes over `items`.  On -22 they stay the caller's and `a` is null.
     static int adopt(array &a, element **items, uint32_t count) noexcept
     {
         make_null(a);
@@ -77,6 +90,7 @@ public:
 
     static int adopt_empty(array &a, uint32_t count) noexcept
     {
+        make_null(a);
         block items(count);
         if (items.get() == nullptr) return KOR_ERR_NO_MEMORY;
         const int result = adopt(a, items.get(), count);
@@ -102,47 +116,53 @@ public:
         a.version = 0;
     }
 
-    static void replace(array &a, uint32_t i, element *item) noexcept
+    // Stores `item` in place of the element at `i`, which is destroyed.  An
+    // item that is there already is one object with one owner, unless its
+    // references are counted: then one of the two is dropped.
+    static element *replace(array &a, int i, element *item) noexcept
     {
         element *&slot = (a.*Layout::elements)[i];
-        if (slot != nullptr) Layout::destroy(&slot);
-        slot = item;
+        if (slot == nullptr || slot != item || Layout::counts_references(*item))
+            put(slot, item);
+        return item;
     }
 
+    // The caller has checked the elements; there are at least one and at most
+    // max_serialized_count.
     static int write(const array &a, struct writer *out) noexcept
     {
-        if (a.*Layout::count > max_serialized_count) return KOR_ERR_TOO_LONG;
         encoder archive(out);
-        archive.version(a.version, Layout::version);
-        archive.u32(a.*Layout::count);
-        for (uint32_t i = 0; i < a.*Layout::count; ++i)
-            archive.object(*(a.*Layout::elements)[i], Layout::element_form);
+        uint32_t count = a.*Layout::count;
+        header(archive, a.version, count);
+        for (uint32_t i = 0; i < count; ++i)
+            archive.object((a.*Layout::elements)[i], Layout::element_form);
         return archive.result();
     }
 
     static int read(array &a, struct reader *in) noexcept
     {
-        uint32_t count = 0;
         decoder archive(in);
-        archive.version(a.version, Layout::version);
-        archive.u32(count);
-        archive.check(count >= 1 && count <= max_serialized_count,
-                      KOR_ERR_TOO_LONG);
+        uint32_t count = 0;
+        header(archive, a.version, count);
         if (!archive.ok()) return archive.result();
 
         block items(count);
         if (items.get() == nullptr) return KOR_ERR_NO_MEMORY;
-        for (uint32_t i = 0; i < count && archive.ok(); ++i) {
-            items.get()[i] = Layout::create_null();
-            if (items.get()[i] == nullptr) return vela_get_last_error();
-            archive.object(*items.get()[i], Layout::element_form);
-        }
+        for (uint32_t i = 0; i < count; ++i)
+            archive.object(items.get()[i], Layout::element_form);
         if (!archive.ok()) return archive.result();
 
         const int result = adopt(a, items.get(), count);
         if (result < 0) return result;
         items.release();
         return archive.result();
+    }
+
+private:
+    static void put(element *&slot, element *item) noexcept
+    {
+        if (slot != nullptr) Layout::destroy(&slot);
+        slot = item;
     }
 };
 
