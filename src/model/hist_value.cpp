@@ -10,18 +10,11 @@ namespace {
 
 constexpr auto hist_value_form = [](auto &archive, auto &hv) {
     archive.version(hv.version, HIST_VALUE_VERSION);
-    archive.u32(hv.count);
-    archive.f32(hv.min);
-    archive.f32(hv.max);
-    archive.f32(hv.first);
-    archive.f32(hv.last);
-    archive.f32(hv.sum);
-    archive.f32(hv.sum2);
-    archive.f32(hv.sum3);
-    archive.f32(hv.sum4);
+    archive.fields(hv.count, hv.min, hv.max, hv.first, hv.last, hv.sum, hv.sum2,
+                   hv.sum3, hv.sum4);
 };
 
-// The readings of `later` that `hv` has not seen; neither is empty.
+// Takes in the extremes of `later`; neither is empty.
 void widen(struct hist_value *hv, const struct hist_value &later)
 {
     hv->min = hv->min < later.min ? hv->min : later.min;

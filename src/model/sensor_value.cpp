@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "common/contract.hpp"
+#include "common/narrow.hpp"
 #include "float_util.h"
-#include "model/reading.hpp"
 
 constinit const sensor_value _vela_invalid_sensor_value =
     std::bit_cast<sensor_value>(0x7FFFFFFFu);
@@ -30,7 +30,7 @@ int sensor_value_is_valid(sensor_value v)
 sensor_value sensor_value_from_string(const char *str)
 {
     KOR_ASSERT(str != NULL);
-    return vela::reading_of(std::atof(str));
+    return vela::narrow(std::atof(str));
 }
 
 double sensor_value_to_double(sensor_value v)

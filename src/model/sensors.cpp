@@ -188,18 +188,10 @@ registered *node_at(const struct sensor *canonical)
     return node;
 }
 
-// Part of a node's end: nothing must take the sensor for a live one.
-void clear_canonical(struct sensor *sensor)
-{
-    KOR_ASSERT(_sensor_is_canonical(sensor));
-    *sensor = {};
-}
-
 void remove_node(registered *node)
 {
     leave_tables(current(), node);
     unlink_from_chain(node);
-    clear_canonical(node->sensor);
     std::free(node->name);
     std::free(node);
     --_sensors.nsensors;
@@ -235,6 +227,8 @@ void sensors_destroy_sensor(struct sensor *sensor)
     KOR_ASSERT(node->nrefs > 0);
     if (--node->nrefs > 0) return;
     KOR_ASSERT(_sensors.nsensors > 0);
+    sensor = node->sensor;
+    KOR_ASSERT(_sensor_is_canonical(sensor));
     remove_node(node);
 }
 

@@ -233,8 +233,7 @@ int binary_serializer_write_timestamp(const struct timestamp *timestamp,
     KOR_ASSERT(timestamp->version == 1);
     vela::encoder archive(writer);
     archive.version(timestamp->version, TIMESTAMP_VERSION);
-    archive.i32(timestamp->tv.tv_sec);
-    archive.i32(timestamp->tv.tv_usec);
+    archive.fields(timestamp->tv.tv_sec, timestamp->tv.tv_usec);
     return archive.result();
 }
 
@@ -247,8 +246,7 @@ int binary_serializer_read_timestamp(struct timestamp *timestamp,
     vela::decoder archive(reader, vela::first_byte::required);
     int32_t microseconds = 0;
     archive.version(timestamp->version, TIMESTAMP_VERSION);
-    archive.i32(timestamp->tv.tv_sec);
-    archive.i32(microseconds);
+    archive.fields(timestamp->tv.tv_sec, microseconds);
     // Part of the interface: the seconds stay stored when this fails.
     archive.check(microseconds == 0, KOR_ERR_INVALID_DATA);
     return archive.result();
