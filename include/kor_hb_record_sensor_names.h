@@ -15,11 +15,23 @@ KOR_BEGIN_DECLS
 /* The very same structure and stored form as in a current buffer. */
 typedef struct kor_cb_record_sensor_names kor_hb_record_sensor_names;
 
+/*
+ * Make a names record of the sensors of a list, in its order of iteration.
+ *
+ * t        copied; the start of the interval that brought the names
+ * list     borrowed
+ * Returns  0, or the record; else a code, or null with it as the last error:
+ *          KOR_ERR_NO_MEMORY (-22)
+ *          for an empty list the last error as it stands, or
+ *          KOR_ERR_INVALID_DATA (-6) if there is none
+ */
 int kor_hb_record_sensor_names_init(kor_hb_record_sensor_names *rec,
                                     const struct timestamp *t,
                                     struct hist_value_list *list);
 kor_hb_record_sensor_names *kor_hb_record_sensor_names_create(
     const struct timestamp *t, struct hist_value_list *list);
+
+/* The rest is as in kor_cb_record_sensor_names.h. */
 int kor_hb_record_sensor_names_init_null(kor_hb_record_sensor_names *rec);
 kor_hb_record_sensor_names *kor_hb_record_sensor_names_create_null(void);
 void kor_hb_record_sensor_names_destruct(kor_hb_record_sensor_names *rec);
