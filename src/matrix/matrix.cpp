@@ -7,14 +7,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "common/contract.hpp"
 #include "common/lifecycle.hpp"
 #include "error.h"
 #include "matrix/elements.hpp"
+#include "matrix/exchange.hpp"
 #include "matrix/kinds.hpp"
 #include "matrix_compare.h"
+#include "matrix_lu.h"
+#include "matrix_ops.h"
 #include "telemetry_matrix.h"
 
 // --- rows of a regular matrix ---
@@ -440,4 +442,87 @@ matrix_value matrix_norm_inf(const struct matrix *m)
             return largest;
         },
         m);
+}
+
+// --- inverse ---
+
+// Both triangular inverses are built row by row.  Each element still gathers
+// its terms in ascending order of the row they come from.
+
+// The inverse of the strictly lower part of `m` under a diagonal of ones.
+static struct matrix *_matrix_inverse_lower_triangular_unit_diagonal(
+    const struct matrix *m)
+{
+    KOR_ASSERT(m != NULL);
+    KOR_ASSERT(m->version == MATRIX_VERSION);
+    KOR_ASSERT(m->type > 0);
+    const uint32_t n = matrix_get_number_rows(m);
+    KOR_ASSERT(matrix_get_number_columns(m) == n);
+    struct matrix *const inverse = matrix_create_like(m);
+    if (inverse == nullptr) return nullptr;
+    for (uint32_t i = 0; i < n; ++i) {
+        const matrix_value *const factors = m->values[i];
+        matrix_value *const row = inverse->values[i];
+        for (uint32_t j = 0; j < i; ++j) row[j] = -factors[j];
+        for (uint32_t k = 1; k < i; ++k)
+            for (uint32_t j = 0; j < k; ++j)
+                row[j] += -factors[k] * inverse->values[k][j];
+        row[i] = 1.0;
+    }
+    return inverse;
+}
+
+// The inverse of the part of `m` on and above the diagonal.
+static struct matrix *_matrix_inverse_upper_triangular(const struct matrix *m)
+{
+    KOR_ASSERT(m != NULL);
+    KOR_ASSERT(m->version == MATRIX_VERSION);
+    KOR_ASSERT(m->type > 0);
+    const uint32_t n = matrix_get_number_rows(m);
+    KOR_ASSERT(matrix_get_number_columns(m) == n);
+    struct matrix *const inverse = matrix_create_like(m);
+    if (inverse == nullptr) return nullptr;
+    for (uint32_t i = n; i-- > 0;) {
+        const matrix_value *const factors = m->values[i];
+        matrix_value *const row = inverse->values[i];
+        row[i] = 1.0;
+        for (uint32_t k = i + 1; k < n; ++k)
+            for (uint32_t j = k; j < n; ++j)
+                row[j] -= factors[k] * inverse->values[k][j];
+        for (uint32_t j = i; j < n; ++j) row[j] /= factors[i];
+    }
+    return inverse;
+}
+
+struct matrix *matrix_inverse(const struct matrix *m)
+{
+    KOR_ASSERT(m != NULL);
+    KOR_ASSERT(m->version == MATRIX_VERSION);
+    KOR_ASSERT(m->type > 0);
+    const uint32_t n = matrix_get_number_rows(m);
+    KOR_ASSERT(matrix_get_number_columns(m) == n);
+    const vela::owned<matrix_lu_destroy> lu(matrix_lu_create(m));
+    if (!lu) return nullptr;
+    // A singular matrix is no error: the last error stays as it is.
+    if (lu->rank != n) return nullptr;
+    const vela::owned<matrix_destroy> lower(
+        _matrix_inverse_lower_triangular_unit_diagonal(lu->matrix));
+    if (!lower) return nullptr;
+    vela::undo_column_exchanges(lower.get(), lu->p);
+    const vela::owned<matrix_destroy> upper(
+        _matrix_inverse_upper_triangular(lu->matrix));
+    if (!upper) return nullptr;
+    vela::undo_row_exchanges(upper.get(), lu->q);
+    return matrix_multiply(upper.get(), lower.get());
+}
+
+matrix_value matrix_condition_number_inf(const struct matrix *m)
+{
+    KOR_ASSERT(m != NULL);
+    KOR_ASSERT(m->version == MATRIX_VERSION);
+    KOR_ASSERT(m->type > 0);
+    static constexpr matrix_value without_inverse = -1.0;
+    const vela::owned<matrix_destroy> inverse(matrix_inverse(m));
+    if (!inverse) return without_inverse;
+    return matrix_norm_inf(m) * matrix_norm_inf(inverse.get());
 }
