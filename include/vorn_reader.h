@@ -5,9 +5,9 @@
  * (17 characters, local time, "20070101:00:00:00") and the name of each
  * sensor; it may recur and ends in a bare line feed right behind the last
  * name.  A data line is a time stamp and one number for each sensor, in header
- * order.  A line is a header if it holds anything but digits and ",-./:", and
- * one of these words behind that: SSC SB Temp PS VDC N0 CORE CPU DISK READ
- * WRITE IDLE V_ T_ POWER PACKET (or all in lower case), or a name "::...".
+ * order.  A line is a header if it holds anything but digits and ",-./:" and,
+ * from there on, one of the words SSC SB Temp PS VDC N0 CORE CPU DISK READ
+ * WRITE IDLE V_ T_ POWER PACKET (or one all in lower case), or a name "::...".
  *
  * What only a broken producer writes aborts: letters in the first 18
  * characters of a line, a header without sensors or with an empty name or

@@ -16,8 +16,6 @@ namespace {
 
 // What fgets may fill; a longer line is read as several.
 constexpr int line_size = 65536;
-// The 17 characters of a time stamp and the comma behind it.
-constexpr int names_start = 18;
 constexpr const char *separators = ",\n\r";
 
 // A reader and, behind it in one block, the line that `priv` points at.  The
@@ -57,7 +55,8 @@ static bool _vorn_reader_is_header(const char *line)
     const char *p = line;
     while (_vorn_reader_is_numeric(*p)) ++p;
     if (*p == '\n' || *p == '\0') return false;
-    KOR_ASSERT(p >= line + names_start);
+    // Names begin behind the 17 characters of a time stamp and its comma.
+    KOR_ASSERT(p >= line + 18);
     for (const char *word : header_words)
         if (std::strstr(p, word) != nullptr) return true;
     // Generic names begin with two colons, which count as numeric.

@@ -163,11 +163,10 @@ int vorn_serializer_write_matrix(struct matrix *m, struct writer *writer)
     KOR_ASSERT(m != NULL);
     KOR_ASSERT(m->type > 0);
     KOR_ASSERT(writer != NULL);
-    if (m->type == MATRIX_TYPE_TELEMETRY)
-        return _vorn_serializer_write_telemetry_matrix(
-            static_cast<const struct telemetry_matrix_body *>(m->matrix),
-            writer);
-    KOR_ASSERT(m->type == MATRIX_TYPE_REGULAR ||
-               m->type == MATRIX_TYPE_TRANSPOSED);
-    return _vorn_serializer_write_plain_matrix(m, writer);
+    KOR_ASSERT(m->type <= MATRIX_TYPE_TELEMETRY);
+    if (m->type != MATRIX_TYPE_TELEMETRY)
+        return _vorn_serializer_write_plain_matrix(m, writer);
+    const auto *const body =
+        static_cast<const struct telemetry_matrix_body *>(m->matrix);
+    return _vorn_serializer_write_telemetry_matrix(body, writer);
 }
