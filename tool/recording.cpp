@@ -1,0 +1,163 @@
+// recording.cpp: a recorder open for writing.
+#include "recording.hpp"
+
+#include <fmt/format.h>
+#include <sys/time.h>
+
+#include <limits>
+
+#include "error.h"
+#include "exit_status.hpp"
+#include "kor_recover.h"
+#include "messages.hpp"
+#include "sensor_array.h"
+#include "telemetry_matrix.h"
+
+namespace tool {
+
+namespace {
+
+// The library builds file names of at most 1023 characters: the base name and
+// up to ".4294967295.cbuf.z".
+constexpr size_t longest_base = 1000;
+
+// Capacities are signed 32-bit numbers, doubled for histories.
+constexpr uint32_t largest_capacity = 1u << 30;
+
+void require(bool condition, const char *text)
+{
+    if (!condition) throw failure(text, exit_status::wrong_usage);
+}
+
+const kor_current_buffer *open_buffer(const struct kor &recorder)
+{
+    switch (recorder.state) {
+        case KOR_ZCF_STATE_C00:
+            return recorder.c00->cbuf;
+        case KOR_ZCF_STATE_CC0:
+            return recorder.cc0->cbuf1;
+        case KOR_ZCF_STATE_CCC:
+            return recorder.ccc->cbuf2;
+        case KOR_ZCF_STATE_HCC:
+            return recorder.hcc->cbuf2;
+        default:
+            return nullptr;
+    }
+}
+
+timestamp to_timestamp(int32_t time)
+{
+    const timeval tv = {time, 0};
+    timestamp t;
+    timestamp_init_from_timeval(&t, &tv);
+    return t;
+}
+
+}  // namespace
+
+void check_parameters(const recorder_parameters &parameters)
+{
+    const auto &[samples, intervals] = parameters;
+    require(samples > 0 && samples % 2 == 0 && samples <= largest_capacity,
+            "--samples must be an even number above 0");
+    require(intervals > 0 && intervals % 2 == 0,
+            "--intervals must be an even number above 0");
+    require(samples % intervals == 0,
+            "--samples must be a multiple of --intervals");
+}
+
+void check_base_name(const std::string &base)
+{
+    require(!base.empty(), "the base name of a recorder cannot be empty");
+    require(base.size() <= longest_base, "the base name is too long");
+}
+
+recording::recording(const std::string &base,
+                     const recorder_parameters &parameters)
+    : base_(base),
+      recorder_(
+          kor_resume(base.c_str(), parameters.samples, parameters.intervals))
+{
+    if (!recorder_) {
+        throw failure(
+            fmt::format("{}: cannot resume or create the recorder: "
+                        "{}",
+                        printable(base), describe(vela_get_last_error())));
+    }
+    const bool same = recorder_->num_cb_samples == parameters.samples &&
+                      recorder_->num_hb_intervals == parameters.intervals;
+    if (same) return;
+    note(
+        fmt::format("{}: goes on with {} samples and {} intervals, with "
+                    "which it was created",
+                    printable(base), recorder_->num_cb_samples,
+                    recorder_->num_hb_intervals));
+}
+
+void recording::use_sensors(const std::vector<std::string> &names)
+{
+    std::vector<const char *> pointers;
+    for (const std::string &name : names) pointers.push_back(name.c_str());
+    const auto n = static_cast<uint32_t>(names.size());
+    owned<sensor_array_destroy> sensors(
+        sensor_array_create_from_names(pointers.data(), n));
+    owned<matrix_destroy> values(matrix_create(1, n));
+    timestamp none;
+    timestamp_init_null(&none);
+    if (sensors && values) {
+        vector_.reset(
+            telemetry_matrix_create_vector(values.get(), sensors.get(), &none));
+    }
+    if (!sensors || !values || !vector_) {
+        throw failure(describe(vela_get_last_error()));
+    }
+    values.release();
+    sensors.release();
+}
+
+void recording::write_sample(int32_t time, const std::vector<float> &values)
+{
+    const timestamp t = to_timestamp(time);
+    int rc = telemetry_matrix_update_vector_timestamp(vector_.get(), &t);
+    for (uint32_t i = 0; rc == 0 && i < values.size(); i++) {
+        matrix_set(vector_.get(), 0, i, values[i]);
+    }
+    if (rc == 0)
+        rc = kor_write_telemetry_vector(recorder_.get(), vector_.get());
+    if (rc < 0) {
+        throw failure(fmt::format("{}: the sample cannot be written: {}",
+                                  printable(base_), describe(rc)));
+    }
+}
+
+void recording::write_event(int32_t time, uint32_t type,
+                            const std::string &text)
+{
+    const timestamp t = to_timestamp(time);
+    owned<kor_cb_record_event_destroy> event(
+        kor_cb_record_event_create(type, &t, text.c_str()));
+    const int rc = event ? kor_write_event(recorder_.get(), event.get())
+                         : vela_get_last_error();
+    if (rc < 0) {
+        throw failure(fmt::format("{}: the event cannot be written: {}",
+                                  printable(base_), describe(rc)));
+    }
+}
+
+bool recording::takes_events() const
+{
+    const kor_current_buffer *buffer = open_buffer(*recorder_);
+    return buffer && buffer->size > 0 &&
+           buffer->size < buffer->max_data_records;
+}
+
+void recording::sync()
+{
+    const int rc = kor_sync(recorder_.get());
+    if (rc < 0) {
+        throw failure(fmt::format("{}: cannot be made to last: {}",
+                                  printable(base_), describe(rc)));
+    }
+}
+
+}  // namespace tool
