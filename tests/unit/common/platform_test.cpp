@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <set>
 #include <string>
@@ -17,6 +18,7 @@ std::string output_of(void (*action)(), int &status)
 {
     int ends[2];
     if (pipe(ends) != 0) std::abort();
+    std::fflush(nullptr);  // or the child would write it once more
     const pid_t child = fork();
     if (child == 0) {
         dup2(ends[1], STDOUT_FILENO);

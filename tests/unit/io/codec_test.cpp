@@ -1,6 +1,6 @@
 #include "io/codec.hpp"
 
-#include <cmath>
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -81,16 +81,21 @@ sample empty_like(const sample &s)
     return empty;
 }
 
+template <class T>
+bool same_bits(const std::vector<T> &a, const std::vector<T> &b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](const T &x, const T &y) {
+                          return std::memcmp(&x, &y, sizeof x) == 0;
+                      });
+}
 bool same_bits(const sample &a, const sample &b)
 {
     return a.count == b.count && a.seconds == b.seconds &&
            a.reading == b.reading && a.element == b.element &&
            a.name != nullptr && b.name != nullptr &&
-           std::strcmp(a.name, b.name) == 0 &&
-           std::memcmp(a.floats.data(), b.floats.data(),
-                       a.floats.size() * sizeof(float)) == 0 &&
-           std::memcmp(a.doubles.data(), b.doubles.data(),
-                       a.doubles.size() * sizeof(double)) == 0;
+           std::strcmp(a.name, b.name) == 0 && same_bits(a.floats, b.floats) &&
+           same_bits(a.doubles, b.doubles);
 }
 
 // What each kind of stream makes of a sample.
