@@ -47,8 +47,28 @@ enum kor_error {
 #undef KOR_ERROR_ENUMERATOR
 };
 
+/*
+ * Stores the last error of the process.
+ *
+ * err  0 to clear it, or a negative code; a positive one aborts
+ */
 void vela_set_last_error(int err);
+
+/*
+ * Gives the code that was stored last.  Functions that return a pointer store
+ * one when they return null for a failure; a success leaves the value alone
+ * unless the function says otherwise.
+ *
+ * Returns  0 or a negative code
+ */
 int vela_get_last_error(void);
+
+/*
+ * Says what a code means.
+ *
+ * Returns  the meaning in KOR_ERROR_LIST, or a fixed text for a code that is
+ *          not there; never null, never freed
+ */
 const char *vela_strerror(int code);
 
 KOR_END_DECLS

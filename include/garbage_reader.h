@@ -21,8 +21,27 @@ struct garbage_reader {
     uint32_t flags;        /* bit 0: the end has been decided */
 };
 
+/*
+ * Makes, in the caller's storage, a reader that tests how damaged input is
+ * received.  A read that stays within the clean bytes passes through; any
+ * other returns the full length asked for, with every byte from the rest of
+ * the budget on changed by random_uint, whether or not the base had as many.
+ * At the base's end one read in 64, on average, reports the end.
+ *
+ * base_reader  not null; taken, and destroyed with the reader; stays the
+ *              caller's when this fails
+ * nclean       bytes that pass unchanged
+ * Returns      0, or KOR_ERR_NO_MEMORY (-22)
+ */
 int garbage_reader_init(struct reader *reader, struct reader *base_reader,
                         uint32_t nclean);
+
+/*
+ * The same on the heap.
+ *
+ * Returns  a reader for reader_destroy, or null with the last error set to
+ *          KOR_ERR_NO_MEMORY (-22)
+ */
 struct reader *garbage_reader_create(struct reader *base_reader,
                                      uint32_t nclean);
 

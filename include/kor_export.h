@@ -18,6 +18,7 @@
 #define KOR_STRUCT(name) typedef struct name name
 #endif
 
+/* Brackets the declarations of a header. */
 #define KOR_BEGIN_DECLS \
     KOR_BEGIN_LINKAGE _Pragma("GCC visibility push(default)")
 #define KOR_END_DECLS _Pragma("GCC visibility pop") KOR_END_LINKAGE

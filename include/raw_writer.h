@@ -21,7 +21,24 @@ struct raw_writer {
     uint32_t flags;  /* bit 0: the caller keeps fp and closes it */
 };
 
+/*
+ * Makes a writer over a C stream in the caller's storage.  Every write is
+ * flushed to the file before it returns its length; one that writes or flushes
+ * less returns KOR_ERR_INFLATE (-41).  writer_flush always returns 0.
+ *
+ * fp       not null; taken, and closed with the writer, unless bit 0 of flags
+ *          is set; stays the caller's when this fails
+ * flags    bit 0: the caller keeps fp; other bits are stored and ignored
+ * Returns  0, or KOR_ERR_NO_MEMORY (-22)
+ */
 int raw_writer_init(struct writer *writer, FILE *fp, uint32_t flags);
+
+/*
+ * The same on the heap.
+ *
+ * Returns  a writer for writer_destroy, or null with the last error set to
+ *          KOR_ERR_NO_MEMORY (-22)
+ */
 struct writer *raw_writer_create(FILE *fp, uint32_t flags);
 
 KOR_END_DECLS
