@@ -78,7 +78,7 @@ TEST_F(HistValueList, AddedSensorHasAFreshValueAndAReference)
     EXPECT_EQ(hv->count, 0u);
     EXPECT_EQ(hist_value_list_get_size(&list_), 1u);
     EXPECT_EQ(hist_value_list_is_empty(&list_), 0);
-    const hist_value_list_entry *const entry = list_.buckets['a'];
+    const hist_value_list_entry *const entry = list_.buckets[0x61];
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(&entry->hvalue, hv);
     EXPECT_EQ(entry->seq, 0);
