@@ -38,7 +38,8 @@ protected:
         expect_abort(GetParam());                              \
     }                                                          \
     INSTANTIATE_TEST_SUITE_P(                                  \
-        Table, suite, testing::ValuesIn({__VA_ARGS__}),        \
+        Table, suite,                                          \
+        testing::ValuesIn<test::abort_row>({__VA_ARGS__}),     \
         [](const testing::TestParamInfo<test::abort_row> &i) { \
             return std::string(i.param.name);                  \
         })
