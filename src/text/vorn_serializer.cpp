@@ -2,7 +2,6 @@
 // for each row.
 #include "vorn_serializer.h"
 
-#include <cfloat>
 #include <cstdio>
 #include <cstring>
 
@@ -10,6 +9,7 @@
 #include "common/lifecycle.hpp"
 #include "error.h"
 #include "telemetry_matrix.h"
+#include "text/three_decimals.hpp"
 #include "text/vorn_line.hpp"
 #include "timestamp_array.h"
 
@@ -18,8 +18,6 @@ constexpr uint32_t timestamp_length = 17;
 // A longer name is cut: its first 255 characters are written.
 constexpr size_t name_size = 256;
 constexpr size_t generic_name_size = 32;
-// A comma, a sign, the digits of DBL_MAX, ".000" and the NUL.
-constexpr size_t value_size = DBL_MAX_10_EXP + 1 + 7;
 // When a matrix without time stamps begins; local time.
 constexpr const char *generic_start = "20070101:00:00:00";
 }  // namespace
@@ -54,11 +52,14 @@ static uint32_t _vorn_serializer_format_row(const struct timestamp *t,
     timestamp_to_string(t, line, sizeof(line));
     uint32_t nbytes = timestamp_length;
     const uint32_t ncols = matrix_get_number_columns(m);
+    const vela::three_decimals decimals;
     for (uint32_t i = 0; i < ncols; ++i) {
-        char field[value_size];
+        char field[1 + vela::three_decimals_size];
+        field[0] = ',';
+        const char *const end =
+            decimals.write(field + 1, matrix_get(m, row, i));
         const uint32_t start = nbytes;
-        nbytes += static_cast<uint32_t>(std::snprintf(
-            field, sizeof field, ",%.3lf", matrix_get(m, row, i)));
+        nbytes += static_cast<uint32_t>(end - field);
         KOR_ASSERT(nbytes <= sizeof(line));
         std::memcpy(line + start, field, nbytes - start);
     }

@@ -1,7 +1,9 @@
 #include "vorn_serializer.h"
 
 #include <algorithm>
+#include <cfenv>
 #include <cfloat>
+#include <clocale>
 #include <cmath>
 
 #include "raw_writer.h"
@@ -205,20 +207,77 @@ constexpr value_text value_texts[] = {
 INSTANTIATE_TEST_SUITE_P(Table, ValueText, testing::ValuesIn(value_texts),
                          [](const auto &row) { return row.param.name; });
 
-TEST_F(VornSerializer, WritesValuesAsTheCLibraryDoes)
+// Writes all values in one row and compares it with what printf makes of them.
+static void expect_text_of_printf(const std::vector<double> &values)
+{
+    std::string expected = "19700101:00:00:00";
+    for (const double value : values) {
+        char text[400];
+        std::snprintf(text, sizeof text, ",%.3lf", value);
+        expected += text;
+    }
+    const std::vector<std::string> names(values.size(), "x");
+    const std::string text = text_of(create_telemetry(names, 0, {values}));
+    EXPECT_EQ(text.substr(text.find('\n') + 1), expected + "\n");
+}
+
+TEST_F(VornSerializer, WritesNumbersOfAnySizeAsPrintfDoes)
 {
     uint64_t bits = 88172645463325252u;
-    for (int i = 0; i < 2000; ++i) {
-        bits ^= bits << 13;
-        bits ^= bits >> 7;
-        bits ^= bits << 17;
-        // From 2^-31 to 2^65, both signs.
-        const double value =
-            std::ldexp(static_cast<double>(static_cast<int64_t>(bits)),
-                       -static_cast<int>(bits % 97) + 2);
-        char expected[64];
-        std::snprintf(expected, sizeof expected, "%.3lf\n", value);
-        ASSERT_EQ(text_of_value(value), expected) << i;
+    for (int power = -80; power < 80; ++power) {
+        SCOPED_TRACE(power);
+        std::vector<double> values;
+        for (int i = 0; i < 100; ++i) {
+            bits ^= bits << 13;
+            bits ^= bits >> 7;
+            bits ^= bits << 17;
+            const auto mantissa = static_cast<double>(bits >> 11);
+            values.push_back(std::ldexp(mantissa, power - 52));
+            values.push_back(-values.back());
+        }
+        expect_text_of_printf(values);
+    }
+}
+
+TEST_F(VornSerializer, WritesNumbersInTheMiddleAsPrintfDoes)
+{
+    std::vector<double> values;
+    for (int i = -1600; i < 1600; ++i) {
+        const double middle = i / 16.0;
+        values.push_back(std::nextafter(middle, -HUGE_VAL));
+        values.push_back(middle);
+        values.push_back(std::nextafter(middle, HUGE_VAL));
+        if (values.size() < 300) continue;
+        expect_text_of_printf(values);
+        values.clear();
+    }
+}
+
+TEST_F(VornSerializer, WritesNumbersAtTheEndsOfTheRangeAsPrintfDoes)
+{
+    const double last_odd = 9007199254740991.0;  // 2^53 - 1
+    expect_text_of_printf({last_odd, last_odd + 1, last_odd + 3, -last_odd,
+                           last_odd / 2, last_odd / 4, last_odd / 1024, DBL_MIN,
+                           DBL_MIN / 2, -DBL_MIN, DBL_MAX});
+}
+
+TEST_F(VornSerializer, FollowsARoundingThatTheProgramChose)
+{
+    for (const int rounding : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+        SCOPED_TRACE(rounding);
+        std::fesetround(rounding);
+        expect_text_of_printf({0.0001, -0.0001, 1.0625, 2.9999});
+        std::fesetround(FE_TONEAREST);
+    }
+}
+
+TEST_F(VornSerializer, FollowsADecimalPointThatTheProgramChose)
+{
+    // Any locale with a comma will do; a machine may have none of them.
+    for (const char *name : {"de_DE.UTF-8", "fr_FR.UTF-8", "C"}) {
+        if (std::setlocale(LC_NUMERIC, name) == nullptr) continue;
+        expect_text_of_printf({1.5, -0.001});
+        std::setlocale(LC_NUMERIC, "C");
     }
 }
 
