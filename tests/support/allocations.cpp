@@ -122,6 +122,10 @@ bool failing_allocation::reached() const
 {
     return was_reached;
 }
+int failing_allocation::live() const
+{
+    return live_blocks;
+}
 
 allocation_count::allocation_count()
 {

@@ -112,6 +112,7 @@ public:
     failing_allocation &operator=(const failing_allocation &) = delete;
     ~failing_allocation();
     bool reached() const;  // whether the n-th was asked for
+    int live() const;      // blocks made since and not freed
 };
 
 // Counts blocks allocated and not yet freed while the object lives.
