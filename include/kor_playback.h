@@ -31,7 +31,7 @@ enum kor_playback_kind {
  * not belong to its kind are zero, but names and n_sensors, which always give
  * the sensors in force.
  */
-typedef struct kor_playback_item kor_playback_item;
+KOR_STRUCT(kor_playback_item);
 struct kor_playback_item {
     uint32_t kind;          /* enum kor_playback_kind */
     const char *filename;   /* the file it comes from */
@@ -49,7 +49,7 @@ struct kor_playback_item {
 };
 
 /* One file of a playback, as far as it can be told without reading it all. */
-typedef struct kor_playback_file kor_playback_file;
+KOR_STRUCT(kor_playback_file);
 struct kor_playback_file {
     const char *filename; /* the playback's */
     uint32_t kind;        /* KOR_BUFFER_TYPE_*; 0: not recognisable */
@@ -59,7 +59,7 @@ struct kor_playback_file {
 };
 
 /* The parameters of a recorder; zero where its files do not tell them. */
-typedef struct kor_playback_info kor_playback_info;
+KOR_STRUCT(kor_playback_info);
 struct kor_playback_info {
     uint32_t is_recorder;  /* 1: opened by base name; 0: one buffer file */
     uint32_t state_intact; /* 1: the state file was read whole */
@@ -70,7 +70,7 @@ struct kor_playback_info {
     uint32_t nfiles;
 };
 
-typedef struct kor_playback kor_playback;
+KOR_STRUCT(kor_playback);
 
 /*
  * Opens a recorder for reading by its base name, or one buffer file by its own

@@ -26,7 +26,7 @@ enum kor_recovery_action {
     KOR_RECOVERY_ORPHANED = 7   /* renamed to NAME.orphan, content kept */
 };
 
-typedef struct kor_recovery_file kor_recovery_file;
+KOR_STRUCT(kor_recovery_file);
 struct kor_recovery_file {
     char *filename;          /* owned by the report */
     uint32_t action;         /* enum kor_recovery_action; the strongest */
@@ -37,7 +37,7 @@ struct kor_recovery_file {
     uint64_t bytes_damaged;  /* in gaps */
 };
 
-typedef struct kor_recovery_report kor_recovery_report;
+KOR_STRUCT(kor_recovery_report);
 struct kor_recovery_report {
     uint32_t state;          /* KOR_ZCF_STATE_* of the live set */
     uint32_t num_cb_samples; /* parameters in force */

@@ -15,19 +15,6 @@ namespace {
 
 constexpr mode_t file_mode = 0666;  // less what the process masks
 
-int write_whole(int fd, const void *bytes, size_t size) noexcept
-{
-    const auto *from = static_cast<const unsigned char *>(bytes);
-    while (size > 0) {
-        const ssize_t written = write(fd, from, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return KOR_ERR_INFLATE;
-        from += written;
-        size -= static_cast<size_t>(written);
-    }
-    return KOR_OK;
-}
-
 bool temporary_of(const char *path, char *name) noexcept
 {
     const int length = std::snprintf(name, vela::max_path, "%s%s", path,
@@ -79,6 +66,19 @@ bool vela::name_exists(const char *path) noexcept
     return lstat(path, &status) == 0;
 }
 
+int vela::output_file::write(const void *bytes, size_t size) noexcept
+{
+    const auto *from = static_cast<const unsigned char *>(bytes);
+    while (size > 0) {
+        const ssize_t written = ::write(file_.fd(), from, size);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return KOR_ERR_INFLATE;
+        from += written;
+        size -= static_cast<size_t>(written);
+    }
+    return KOR_OK;
+}
+
 vela::replacement::~replacement()
 {
     char name[vela::max_path];
@@ -100,11 +100,6 @@ int vela::replacement::begin() noexcept
     return KOR_OK;
 }
 
-int vela::replacement::write(const void *bytes, size_t size) noexcept
-{
-    return write_whole(file_.fd(), bytes, size);
-}
-
 int vela::replacement::commit() noexcept
 {
     char name[vela::max_path];
@@ -121,11 +116,6 @@ int vela::appended_file::begin(const char *path) noexcept
 {
     file_ = open_file(open(path, O_WRONLY | O_APPEND | O_CLOEXEC));
     return file_ ? KOR_OK : KOR_ERR_CANNOT_OPEN;
-}
-
-int vela::appended_file::write(const void *bytes, size_t size) noexcept
-{
-    return write_whole(file_.fd(), bytes, size);
 }
 
 int vela::appended_file::commit() noexcept

@@ -62,8 +62,17 @@ bool name_exists(const char *path) noexcept;
 
 // The steps below return 0, KOR_ERR_CANNOT_OPEN or KOR_ERR_INFLATE.
 
+// A file that is being written.
+class output_file {
+public:
+    int write(const void *bytes, size_t size) noexcept;
+
+protected:
+    open_file file_;
+};
+
 // A file that is written beside `path` and takes its place as a whole.
-class replacement {
+class replacement : public output_file {
 public:
     // Names the temporary: `path` followed by temporary_suffix.
     explicit replacement(const char *path) noexcept : path_(path) {}
@@ -72,27 +81,22 @@ public:
     ~replacement();
 
     int begin() noexcept;
-    int write(const void *bytes, size_t size) noexcept;
     // Makes the content durable and swaps it in.
     int commit() noexcept;
 
 private:
     const char *path_;
-    open_file file_;
     bool pending_ = false;
 };
 
 inline constexpr char temporary_suffix[] = ".kor-tmp";
 
 // A file to whose end whole streams are added.
-class appended_file {
+class appended_file : public output_file {
 public:
     int begin(const char *path) noexcept;
-    int write(const void *bytes, size_t size) noexcept;
+    // Makes what was added durable.
     int commit() noexcept;
-
-private:
-    open_file file_;
 };
 
 int cut_file(const char *path, uint64_t size) noexcept;

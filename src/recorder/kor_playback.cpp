@@ -15,6 +15,7 @@
 #include "recorder/buffer_scan.hpp"
 #include "recorder/heap_object.hpp"
 #include "recorder/live_set.hpp"
+#include "recorder/lost_names.hpp"
 
 namespace {
 
@@ -364,19 +365,19 @@ int give_values(kor_playback &p, struct kor_playback_item *item) noexcept
     return give_sample(p, item);
 }
 
-// Names for readings whose own were lost: the first that this file or a later
-// one of its kind has, if their number fits; else placeholders.
-int find_lost_names(const kor_playback &p, uint32_t count,
-                    vela::column_names *names) noexcept
+// Names for readings whose own were lost: from this file or the other ones.
+int find_names(const kor_playback &p, uint32_t count,
+               vela::column_names *names) noexcept
 {
-    const uint32_t kind = p.files[p.current].scan->kind();
+    vela::growable<vela::names_source> sources;
     for (uint32_t i = p.current; i < p.files.size(); ++i) {
-        if (p.files[i].missing || p.files[i].kind != kind) continue;
-        const int result = find_first_names(p.files[i].name.text, names);
-        if (result < 0 && result != KOR_ERR_CANNOT_OPEN) return result;
-        if (names->count() == count) return KOR_OK;
+        const played_file &file = p.files[i];
+        if (!file.missing && !sources.append({file.name.text, file.kind}))
+            return KOR_ERR_NO_MEMORY;
     }
-    return names->assign_placeholders(count) ? KOR_OK : KOR_ERR_NO_MEMORY;
+    return find_lost_names(sources.begin(),
+                           static_cast<uint32_t>(sources.size()),
+                           p.files[p.current].scan->kind(), count, names);
 }
 
 // Takes other names into force.  Returns 1 when they differ from the last.
@@ -403,7 +404,7 @@ int take_values(kor_playback &p, struct kor_playback_item *item) noexcept
     if (p.are_named_here && record.count() == p.names.count())
         return give_values(p, item);
     vela::column_names names;
-    const int found = find_lost_names(p, record.count(), &names);
+    const int found = find_names(p, record.count(), &names);
     const int changed = found < 0 ? found : change_names(p, names);
     if (changed != 1) return changed == 0 ? give_values(p, item) : changed;
     p.is_record_held = true;

@@ -196,6 +196,16 @@ bool vela::column_names::assign(const column_names &other) noexcept
            point_at_names();
 }
 
+bool vela::column_names::assign(const struct sensor_array &sensors) noexcept
+{
+    clear();
+    for (uint32_t i = 0; i < sensors.nsensors; ++i) {
+        const char *const name = sensors.sensors[i]->canonical->name;
+        if (!add(name, static_cast<uint32_t>(std::strlen(name)))) return false;
+    }
+    return point_at_names();
+}
+
 bool vela::column_names::assign_placeholders(uint32_t count) noexcept
 {
     clear();
@@ -446,24 +456,58 @@ void vela::record_composer::empty_sample(const struct timestamp &t,
     u8(1);
     time(t);
     u32(count);
-    for (uint32_t i = 0; i < count; ++i)
-        u32(std::bit_cast<uint32_t>(_vela_invalid_sensor_value));
+    for (uint32_t i = 0; i < count; ++i) f32(_vela_invalid_sensor_value);
+}
+
+void vela::record_composer::f32(float value) noexcept
+{
+    u32(std::bit_cast<uint32_t>(value));
+}
+
+void vela::record_composer::summary(const struct hist_value &hv) noexcept
+{
+    u8(HIST_VALUE_VERSION);
+    u32(hv.count);
+    for (const sensor_value figure :
+         {hv.min, hv.max, hv.first, hv.last, hv.sum, hv.sum2, hv.sum3, hv.sum4})
+        f32(figure);
+}
+
+void vela::record_composer::counters(
+    const struct kor_hb_record_events &events) noexcept
+{
+    u8(KOR_HB_RECORD_EVENTS_VERSION);
+    for (const uint32_t counter :
+         {events.n_type1, events.n_type4, events.n_type2, events.n_type3,
+          events.n_type5})
+        u32(counter);
+}
+
+void vela::record_composer::interval_head(const struct timestamp &start,
+                                          const struct timestamp &end,
+                                          uint32_t count) noexcept
+{
+    u32(static_cast<uint32_t>(record_kind::values));
+    u8(KOR_HB_RECORD_SENSOR_VALUES_VERSION);
+    time(start);
+    time(end);
+    u32(count);
+}
+
+void vela::record_composer::interval(
+    const struct timestamp &start, const struct timestamp &end,
+    const struct hist_value *values, uint32_t count,
+    const struct kor_hb_record_events &events) noexcept
+{
+    interval_head(start, end, count);
+    for (uint32_t i = 0; i < count; ++i) summary(values[i]);
+    counters(events);
 }
 
 void vela::record_composer::empty_interval(const struct timestamp &t,
                                            uint32_t count) noexcept
 {
-    constexpr uint32_t counters = 5;
-    constexpr uint32_t figures = 9;
-    u32(static_cast<uint32_t>(record_kind::values));
-    u8(KOR_HB_RECORD_SENSOR_VALUES_VERSION);
-    time(t);
-    time(t);
-    u32(count);
-    for (uint32_t i = 0; i < count; ++i) {
-        u8(HIST_VALUE_VERSION);
-        for (uint32_t figure = 0; figure < figures; ++figure) u32(0);
-    }
-    u8(KOR_HB_RECORD_EVENTS_VERSION);
-    for (uint32_t i = 0; i < counters; ++i) u32(0);
+    interval_head(t, t, count);
+    for (uint32_t i = 0; i < count; ++i) summary({});
+    counters({});
 }

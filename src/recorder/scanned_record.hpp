@@ -12,6 +12,7 @@
 #include "kor_hb_record_events.h"
 #include "recorder/growable.hpp"
 #include "recorder/stream_source.hpp"
+#include "sensor_array.h"
 #include "timestamp.h"
 
 namespace vela {
@@ -61,6 +62,7 @@ class column_names {
 public:
     [[nodiscard]] bool assign(const scanned_record &names) noexcept;
     [[nodiscard]] bool assign(const column_names &other) noexcept;
+    [[nodiscard]] bool assign(const struct sensor_array &sensors) noexcept;
     // "sensor 1", "sensor 2" and so on, for readings whose names are lost.
     [[nodiscard]] bool assign_placeholders(uint32_t count) noexcept;
     void clear() noexcept;
@@ -134,6 +136,9 @@ public:
     void names(const struct timestamp &t, const column_names &names) noexcept;
     // A sample all of whose readings are invalid.
     void empty_sample(const struct timestamp &t, uint32_t count) noexcept;
+    void interval(const struct timestamp &start, const struct timestamp &end,
+                  const struct hist_value *values, uint32_t count,
+                  const struct kor_hb_record_events &events) noexcept;
     // An interval without samples.
     void empty_interval(const struct timestamp &t, uint32_t count) noexcept;
     void u8(uint8_t value) noexcept;
@@ -142,6 +147,11 @@ public:
 
 private:
     void time(const struct timestamp &t) noexcept;
+    void f32(float value) noexcept;
+    void summary(const struct hist_value &hv) noexcept;
+    void counters(const struct kor_hb_record_events &events) noexcept;
+    void interval_head(const struct timestamp &start,
+                       const struct timestamp &end, uint32_t count) noexcept;
 
     stored_bytes &to_;
     bool ok_ = true;

@@ -1,0 +1,375 @@
+#include "recorder/repair.hpp"
+
+#include "error.h"
+#include "kor.h"
+#include "kor_buffer.h"
+#include "recorder/buffer_scan.hpp"
+#include "recorder/fold_proof.hpp"
+#include "recorder/lost_names.hpp"
+#include "recorder/stream_writer.hpp"
+
+namespace {
+
+using vela::column_names;
+using vela::folded;
+using vela::live_set;
+using vela::record_kind;
+using vela::recorder_file;
+using vela::recorder_findings;
+using vela::scanned;
+
+vela::buffer_header header_of(const recorder_findings &f,
+                              uint32_t kind) noexcept
+{
+    const bool is_history = kind == KOR_BUFFER_TYPE_HIST;
+    return {kind, is_history ? 2 * f.num_hb_intervals : f.num_cb_samples};
+}
+
+// The fold refuses a null time stamp.
+struct timestamp usable_time(const struct timestamp &t) noexcept
+{
+    struct timestamp usable = t;
+    usable.version = TIMESTAMP_VERSION;
+    if (usable.tv.tv_sec == 0) usable.tv.tv_sec = 1;
+    return usable;
+}
+
+// The live files in the order in which they are asked for names: the damaged
+// one first.
+struct neighbours {
+    vela::file_name paths[vela::max_live_files];
+    vela::names_source sources[vela::max_live_files];
+    uint32_t count = 0;
+
+    neighbours(const recorder_findings &f, const live_set &live,
+               uint32_t i) noexcept
+    {
+        add(f, live.files[i]);
+        for (uint32_t k = live.nfiles(); k-- > 0;)
+            if (k != i) add(f, live.files[k]);
+    }
+
+private:
+    void add(const recorder_findings &f, const vela::live_file &file) noexcept
+    {
+        f.base.name_buffer(file.id, &paths[count]);
+        sources[count] = {paths[count].text, file.id.kind};
+        ++count;
+    }
+};
+
+// --- folding again ---
+
+class history_writer {
+public:
+    explicit history_writer(vela::output_file &out) noexcept : out_(out) {}
+    vela::stream_writer &streams() noexcept { return out_; }
+
+    // Writes an interval, its names first when they differ from the last.
+    int write(const vela::fold_pass &pass) noexcept
+    {
+        const uint32_t count = hist_value_list_get_size(&pass.list());
+        const vela::heap<struct hist_value> values(
+            hist_value_list_get_hist_value_copies(&pass.list()));
+        struct sensor_array *sensors =
+            values ? hist_value_list_get_sensor_copies(&pass.list()) : nullptr;
+        if (sensors == nullptr) return KOR_ERR_NO_MEMORY;
+        const vela::owned<sensor_array_destroy> owner(sensors);
+        column_names names;
+        if (!names.assign(*sensors)) return KOR_ERR_NO_MEMORY;
+        if (!names.equals(last_)) {
+            out_.records().names(pass.start(), names);
+            if (!last_.assign(names)) return KOR_ERR_NO_MEMORY;
+        }
+        out_.records().interval(pass.start(), pass.end(), values.get(), count,
+                                pass.events());
+        return out_.flush();
+    }
+
+private:
+    vela::stream_writer out_;
+    column_names last_;
+};
+
+// Goes through what a source gives, writing it unless `out` is null.  Counts
+// the intervals.  Returns 1, 0 when the source cannot be folded, or a negative
+// code.
+int fold_source(const recorder_findings &f, const recorder_file &source,
+                history_writer *out, uint32_t *count) noexcept
+{
+    vela::file_name name;
+    f.base.name_buffer(source.id, &name);
+    const auto pass = vela::make_heap_object<vela::fold_pass>();
+    if (!pass) return KOR_ERR_NO_MEMORY;
+    int result = pass->open(name.text, f.num_cb_samples / f.num_hb_intervals);
+    folded given = folded::interval;
+    while (result >= 0 && given == folded::interval) {
+        given = pass->next();
+        if (given != folded::interval) break;
+        ++*count;
+        if (out != nullptr) result = out->write(*pass);
+    }
+    if (result < 0) return result;
+    if (given == folded::failed) return pass->error();
+    return given == folded::end ? 1 : 0;
+}
+
+// Whether the sources of a history give all its intervals.  Returns 1, 0 or a
+// negative code.
+int can_fold_again(const recorder_findings &f, const live_set &live) noexcept
+{
+    uint32_t count = 0;
+    for (const recorder_file *source : live.sources) {
+        const int result = fold_source(f, *source, nullptr, &count);
+        if (result != 1) return result;
+    }
+    return count == 2 * f.num_hb_intervals;
+}
+
+int fold_again(const recorder_findings &f, const live_set &live,
+               const char *path) noexcept
+{
+    vela::replacement file(path);
+    const auto out = vela::make_heap_object<history_writer>(file);
+    if (!out) return KOR_ERR_NO_MEMORY;
+    int result = file.begin();
+    out->streams().records().header(header_of(f, KOR_BUFFER_TYPE_HIST));
+    uint32_t count = 0;
+    for (const recorder_file *source : live.sources)
+        if (result >= 0) result = fold_source(f, *source, out.get(), &count);
+    return result < 0 ? result : file.commit();
+}
+
+// --- padding ---
+
+// Empty values: samples without readings, or intervals without samples.
+struct padding {
+    uint32_t kind;
+    uint32_t count;
+    uint32_t columns;
+    struct timestamp time;
+};
+
+int write_padding(vela::stream_writer &out, const padding &values) noexcept
+{
+    int result = KOR_OK;
+    for (uint32_t i = 0; i < values.count && result >= 0; ++i) {
+        if (values.kind == KOR_BUFFER_TYPE_HIST)
+            out.records().empty_interval(values.time, values.columns);
+        else
+            out.records().empty_sample(values.time, values.columns);
+        result = out.flush();
+    }
+    return result;
+}
+
+// Finds the columns and the time that a file ends with.
+int find_end_of_file(const char *path, padding *values) noexcept
+{
+    const auto scan = vela::make_heap_object<vela::buffer_scan>();
+    if (!scan) return KOR_ERR_NO_MEMORY;
+    const int opened = scan->open(path, values->kind);
+    if (opened < 0) return opened;
+    bool has_values = false;
+    for (scanned item = scan->next(); item != scanned::end;
+         item = scan->next()) {
+        if (item == scanned::failed) return scan->error();
+        if (item != scanned::record) continue;
+        const bool is_value = scan->record().kind() == record_kind::values;
+        if (is_value || !has_values) values->time = scan->record().end();
+        has_values = has_values || is_value;
+    }
+    values->columns = scan->names().count();
+    values->time = usable_time(values->time);
+    return KOR_OK;
+}
+
+int pad_file(const char *path, uint32_t kind, uint32_t count) noexcept
+{
+    padding values = {kind, count, 0, {}};
+    int result = find_end_of_file(path, &values);
+    if (result < 0) return result;
+    vela::appended_file file;
+    vela::stream_writer out(file);
+    result = file.begin(path);
+    if (result >= 0) result = write_padding(out, values);
+    return result < 0 ? result : file.commit();
+}
+
+// --- making a file anew ---
+
+// The names and the time that a closed file without any of its own takes from
+// the files around it.
+int find_surroundings(const recorder_findings &f, const live_set &live,
+                      uint32_t i, column_names *names,
+                      struct timestamp *time) noexcept
+{
+    const neighbours around(f, live, i);
+    for (uint32_t k = 0; k < around.count && names->count() == 0; ++k) {
+        const int result =
+            vela::find_first_names(around.sources[k].path, names);
+        if (result < 0) return result;
+    }
+    if (names->count() == 0 && !names->assign_placeholders(1))
+        return KOR_ERR_NO_MEMORY;
+    *time = {};
+    for (uint32_t k = 0; k < live.nfiles() && time->tv.tv_sec == 0; ++k)
+        if (live.files[k].found != nullptr)
+            *time = live.files[k].found->summary.last_time;
+    *time = usable_time(*time);
+    return KOR_OK;
+}
+
+int create_file(const recorder_findings &f, const live_set &live, uint32_t i,
+                const char *path, uint32_t npadding) noexcept
+{
+    const uint32_t kind = live.files[i].id.kind;
+    column_names names;
+    struct timestamp time = {};
+    int result = KOR_OK;
+    if (npadding > 0) result = find_surroundings(f, live, i, &names, &time);
+    if (result < 0) return result;
+    vela::replacement file(path);
+    vela::stream_writer out(file);
+    result = file.begin();
+    out.records().header(header_of(f, kind));
+    if (npadding > 0) out.records().names(time, names);
+    if (result >= 0)
+        result = write_padding(out, {kind, npadding, names.count(), time});
+    if (result >= 0) result = out.flush();
+    return result < 0 ? result : file.commit();
+}
+
+// --- rewriting ---
+
+// Copies the records of a damaged file, one stream for each sample, interval
+// or event, with names in front of whatever lacks them.
+class rewriter {
+public:
+    rewriter(const recorder_findings &f, const live_set &live, uint32_t i,
+             vela::output_file &file) noexcept
+        : around_(f, live, i),
+          header_(header_of(f, live.files[i].id.kind)),
+          out_(file)
+    {
+    }
+
+    int copy() noexcept
+    {
+        int result = scan_.open(around_.sources[0].path, header_.kind);
+        out_.records().header(header_);
+        scanned item = scanned::record;
+        while (result >= 0 && item != scanned::end) {
+            item = scan_.next();
+            if (item == scanned::failed) result = scan_.error();
+            if (item == scanned::record) result = copy_record();
+        }
+        return result < 0 ? result : out_.flush();
+    }
+
+private:
+    int copy_record() noexcept
+    {
+        const vela::scanned_record &record = scan_.record();
+        const record_kind kind = record.kind();
+        int result = KOR_OK;
+        if (kind == record_kind::names && !names_.assign(scan_.names()))
+            return KOR_ERR_NO_MEMORY;
+        if (kind == record_kind::values && record.count() != names_.count())
+            result = supply_names(record.count());
+        if (kind == record_kind::event && names_.count() == 0)
+            result = supply_any_names();
+        if (result < 0) return result;
+        if (!out_.add(record.bytes())) return KOR_ERR_NO_MEMORY;
+        return kind == record_kind::names ? KOR_OK : out_.flush();
+    }
+
+    int supply_names(uint32_t count) noexcept
+    {
+        const int result = vela::find_lost_names(around_.sources, around_.count,
+                                                 header_.kind, count, &names_);
+        out_.records().names(scan_.record().start(), names_);
+        return result;
+    }
+
+    // An event needs no certain names, but a file must begin with some.
+    int supply_any_names() noexcept
+    {
+        for (uint32_t k = 0; k < around_.count && names_.count() == 0; ++k) {
+            if (around_.sources[k].kind != header_.kind) continue;
+            const int result =
+                vela::find_first_names(around_.sources[k].path, &names_);
+            if (result == KOR_ERR_NO_MEMORY) return result;
+        }
+        if (names_.count() == 0 && !names_.assign_placeholders(1))
+            return KOR_ERR_NO_MEMORY;
+        out_.records().names(scan_.record().start(), names_);
+        return KOR_OK;
+    }
+
+    neighbours around_;
+    vela::buffer_header header_;
+    vela::stream_writer out_;
+    vela::buffer_scan scan_;
+    column_names names_;
+};
+
+int rewrite_file(const recorder_findings &f, const live_set &live, uint32_t i,
+                 const char *path) noexcept
+{
+    vela::replacement file(path);
+    const auto copy = vela::make_heap_object<rewriter>(f, live, i, file);
+    if (!copy) return KOR_ERR_NO_MEMORY;
+    int result = file.begin();
+    if (result >= 0) result = copy->copy();
+    return result < 0 ? result : file.commit();
+}
+
+bool is_damaged(const vela::scan_summary &s) noexcept
+{
+    return s.gaps > 0 || s.unsealed || !s.widths_fit || s.header.kind == 0 ||
+           (holds_records(s) &&
+            s.first_record != static_cast<uint32_t>(record_kind::names));
+}
+
+}  // namespace
+
+int vela::plan_repair(const recorder_findings &f, const live_set &live,
+                      uint32_t i, file_repair *repair) noexcept
+{
+    const live_file &file = live.files[i];
+    const bool is_open = i + 1 == live.nfiles();
+    *repair = {};
+    if (i == 0 && live.fold_again) {
+        const int possible = can_fold_again(f, live);
+        repair->fold_again = possible == 1;
+        if (possible != 0) return possible < 0 ? possible : KOR_OK;
+    }
+    const scan_summary none = {};
+    const scan_summary &s = file.found != nullptr ? file.found->summary : none;
+    const bool is_lost = is_open ? s.header.kind == 0 : true;
+    repair->create = !holds_records(s) && is_lost;
+    repair->rewrite = !repair->create && is_damaged(s);
+    repair->cut = !repair->create && !repair->rewrite && s.bytes_torn > 0;
+    if (!is_open)
+        repair->padding = header_of(f, file.id.kind).capacity - values_of(s);
+    return KOR_OK;
+}
+
+int vela::apply_repair(const recorder_findings &f, const live_set &live,
+                       uint32_t i, const file_repair &repair) noexcept
+{
+    file_name name;
+    const buffer_id &id = live.files[i].id;
+    f.base.name_buffer(id, &name);
+    if (repair.fold_again) return fold_again(f, live, name.text);
+    if (repair.create)
+        return create_file(f, live, i, name.text, repair.padding);
+    int result = KOR_OK;
+    if (repair.rewrite) result = rewrite_file(f, live, i, name.text);
+    if (repair.cut)
+        result = cut_file(name.text, live.files[i].found->summary.good_end);
+    if (result >= 0 && repair.padding > 0)
+        result = pad_file(name.text, id.kind, repair.padding);
+    return result;
+}

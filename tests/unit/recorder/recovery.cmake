@@ -1,0 +1,3 @@
+kor_test(recovery_test
+  SOURCES
+    kor_playback_test.cpp)
