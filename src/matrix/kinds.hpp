@@ -11,6 +11,9 @@ namespace vela {
 // Gives `to` the ten operations of `from`.
 void copy_operations(const struct matrix &from, struct matrix *to) noexcept;
 
+// matrix_create_like, but null also when only the inner object is missing.
+struct matrix *create_whole_like(const struct matrix *m) noexcept;
+
 // The matrix behind a transposed view, or null when `m` is none.
 const struct matrix *viewed_matrix(const struct matrix *m) noexcept;
 

@@ -200,6 +200,15 @@ struct matrix *matrix_create_like(const struct matrix *m)
     return like;
 }
 
+struct matrix *vela::create_whole_like(const struct matrix *m) noexcept
+{
+    owned<matrix_destroy> like(matrix_create_like(m));
+    if (!like) return nullptr;
+    const bool is_whole =
+        like->type == MATRIX_TYPE_REGULAR || like->matrix != nullptr;
+    return is_whole ? like.release() : nullptr;
+}
+
 struct matrix *matrix_create_like_binary_operands(const struct matrix *m1,
                                                   const struct matrix *m2)
 {

@@ -11,19 +11,10 @@
 #include "common/lifecycle.hpp"
 #include "error.h"
 #include "matrix/elements.hpp"
+#include "matrix/kinds.hpp"
 #include "matrix_compare.h"
 
 using owned_matrix = vela::owned<matrix_destroy>;
-
-// A zero matrix of the kind and size of `m`, or null.
-static owned_matrix create_result_like(const struct matrix *m)
-{
-    owned_matrix result(matrix_create_like(m));
-    const bool lacks_inner = result && result->type != MATRIX_TYPE_REGULAR &&
-                             result->matrix == nullptr;
-    if (lacks_inner) result.reset();
-    return result;
-}
 
 // --- element by element ---
 
@@ -31,7 +22,7 @@ static owned_matrix create_result_like(const struct matrix *m)
 template <class Function>
 static struct matrix *map(const struct matrix *m, Function function)
 {
-    owned_matrix result = create_result_like(m);
+    owned_matrix result(vela::create_whole_like(m));
     if (!result) return nullptr;
     vela::with_elements(
         [&](auto from, auto to) {
@@ -86,7 +77,7 @@ struct matrix *matrix_subtract(const struct matrix *m1, const struct matrix *m2)
     KOR_ASSERT(m1 != NULL);
     KOR_ASSERT(m2 != NULL);
     KOR_ASSERT(matrix_is_equal_dimensions(m1, m2) > 0);
-    owned_matrix result = create_result_like(m1);
+    owned_matrix result(vela::create_whole_like(m1));
     if (!result) return nullptr;
     vela::with_elements(
         [&](auto difference, auto a, auto b) {

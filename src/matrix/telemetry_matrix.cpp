@@ -171,8 +171,8 @@ static void *_telemetry_matrix_create_like(void *inner)
     KOR_ASSERT(tmatrix != NULL);
     KOR_ASSERT(tmatrix->version == TELEMETRY_MATRIX_VERSION);
     KOR_ASSERT(tmatrix->matrix != NULL);
-    return _telemetry_matrix_wrap_like(tmatrix,
-                                       matrix_create_like(tmatrix->matrix));
+    return _telemetry_matrix_wrap_like(
+        tmatrix, vela::create_whole_like(tmatrix->matrix));
 }
 
 static void *_telemetry_matrix_get_columns(void *inner, const uint32_t *indices,

@@ -70,7 +70,7 @@ static void *_transposed_matrix_create_like(void *inner)
     KOR_ASSERT(tmatrix != NULL);
     KOR_ASSERT(tmatrix->version == TRANSPOSED_MATRIX_VERSION);
     KOR_ASSERT(tmatrix->matrix != NULL);
-    return _transposed_matrix_wrap(matrix_create_like(tmatrix->matrix));
+    return _transposed_matrix_wrap(vela::create_whole_like(tmatrix->matrix));
 }
 
 static void *_transposed_matrix_get_columns(void *inner,
