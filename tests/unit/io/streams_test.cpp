@@ -1,7 +1,9 @@
 #include "io/streams.hpp"
 
+#include <cstddef>
+
 #include "garbage_reader.h"
-#include "io/memory_writer.hpp"
+#include "io/zlib_state.hpp"
 #include "raw_reader.h"
 #include "raw_writer.h"
 #include "support/support.hpp"
@@ -50,4 +52,20 @@ TEST(OwnStreams, NullIsNone)
 {
     EXPECT_FALSE(vela::is_own_writer(nullptr));
     EXPECT_FALSE(vela::is_own_reader(nullptr));
+}
+
+// Callers embed these; the fields lie where a C compiler of the target puts
+// them.
+TEST(StreamLayout, IsThatOfTheListedFields)
+{
+    constexpr bool wide = sizeof(void *) == 8;
+    EXPECT_EQ(sizeof(struct reader), wide ? 40u : 24u);
+    EXPECT_EQ(sizeof(struct writer), wide ? 40u : 24u);
+    EXPECT_EQ(offsetof(struct reader, type), 4u);
+    EXPECT_EQ(offsetof(struct reader, reader), 8u);
+    EXPECT_EQ(sizeof(struct raw_reader), wide ? 24u : 12u);
+    EXPECT_EQ(sizeof(struct raw_writer), wide ? 24u : 12u);
+    EXPECT_EQ(sizeof(struct garbage_reader), wide ? 24u : 16u);
+    EXPECT_EQ(sizeof(struct zlib_writer), wide ? 2184u : 2124u);
+    EXPECT_EQ(sizeof(struct zlib_reader), wide ? 2192u : 2128u);
 }
