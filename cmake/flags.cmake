@@ -35,6 +35,7 @@ elseif(KOR_COVERAGE)
 elseif(KOR_FUZZ)
   set(kor_instrument -fsanitize=address,undefined,fuzzer-no-link
       -fno-sanitize-recover=all -g)
+  target_compile_definitions(kor_settings INTERFACE KOR_FUZZING)
 endif()
 if(kor_instrument)
   target_compile_options(kor_settings INTERFACE ${kor_instrument})

@@ -8,7 +8,7 @@ extern "C" void __gcov_dump(void);
 #endif
 
 #ifdef KOR_FUZZING
-constinit void (*vela::contract_hook)(const char *expression) = nullptr;
+void (*vela::contract_hook)(const char *expression) = nullptr;
 #endif
 
 void vela::contract_broken(const char *expression, const char *file, int line,
