@@ -37,6 +37,24 @@ void set_up(CLI::App &app, global_options &o, action &chosen)
     }
 }
 
+// Shows the help or version that was asked for, or what is wrong.
+exit_status explain(const CLI::App &app, const CLI::ParseError &e,
+                    const std::string &first)
+{
+    if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        app.exit(e);
+        return exit_status::done;
+    }
+    const auto named = [&](const CLI::App *verb) {
+        return verb->get_name() == first;
+    };
+    const bool is_verb =
+        first.empty() || first[0] == '-' || !app.get_subcommands(named).empty();
+    complain(is_verb ? e.what() : "no such verb: " + in_quotes(first));
+    note("kor --help tells how it is used");
+    return exit_status::wrong_usage;
+}
+
 exit_status parse_and_run(int argc, char **argv)
 {
     CLI::App app("Flight recorder for machine telemetry", "kor");
@@ -46,7 +64,7 @@ exit_status parse_and_run(int argc, char **argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
-        return app.exit(e) == 0 ? exit_status::done : exit_status::wrong_usage;
+        return explain(app, e, argc > 1 ? argv[1] : "");
     }
     if (o.quiet) be_quiet();
     show_trace(o.verbosity);

@@ -10,6 +10,7 @@
 #include "exit_status.hpp"
 #include "kor_recover.h"
 #include "messages.hpp"
+#include "recovery.hpp"
 #include "sensor_array.h"
 #include "telemetry_matrix.h"
 
@@ -45,6 +46,21 @@ const kor_current_buffer *open_buffer(const struct kor &recorder)
     }
 }
 
+// Resuming would do the same repairs, but tell nobody.
+void report_repairs(const std::string &base,
+                    const recorder_parameters &parameters)
+{
+    const recovery r = recover(base, parameters.samples, parameters.intervals,
+                               recovery_mode::repair);
+    if (r.code != KOR_RECOVER_REPAIRED) return;
+    note(fmt::format("{}: repaired before it goes on", printable(base)));
+    for (uint32_t i = 0; i < r.report->nfiles; i++) {
+        const kor_recovery_file &file = r.report->files[i];
+        if (file.action == KOR_RECOVERY_KEPT) continue;
+        note(fmt::format("{}: {}", printable(file.filename), describe(file)));
+    }
+}
+
 timestamp to_timestamp(int32_t time)
 {
     const timeval tv = {time, 0};
@@ -74,19 +90,20 @@ void check_base_name(const std::string &base)
 
 recording::recording(const std::string &base,
                      const recorder_parameters &parameters)
-    : base_(base),
-      recorder_(
-          kor_resume(base.c_str(), parameters.samples, parameters.intervals))
+    : base_(base)
 {
+    const auto &[samples, intervals] = parameters;
+    report_repairs(base, parameters);
+    recorder_.reset(kor_resume(base.c_str(), samples, intervals));
     if (!recorder_) {
-        throw failure(
-            fmt::format("{}: cannot resume or create the recorder: "
-                        "{}",
-                        printable(base), describe(vela_get_last_error())));
+        throw failure(fmt::format(
+            "{}: the recorder can be neither resumed nor created: {}",
+            printable(base), describe(vela_get_last_error())));
     }
-    const bool same = recorder_->num_cb_samples == parameters.samples &&
-                      recorder_->num_hb_intervals == parameters.intervals;
-    if (same) return;
+    if (recorder_->num_cb_samples == samples &&
+        recorder_->num_hb_intervals == intervals) {
+        return;
+    }
     note(
         fmt::format("{}: goes on with {} samples and {} intervals, with "
                     "which it was created",
