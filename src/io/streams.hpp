@@ -33,19 +33,10 @@ inline bool is_own_writer(const struct writer *writer) noexcept
     return is_zlib_writer(writer) || is_raw_writer(writer);
 }
 
-// The functions below take a zlib writer of this library.
-
-// Drops what has not reached the base writer: the stage is emptied and the
-// stream in progress given up, so that the next write begins a new one.  What
-// did reach the base writer is for the caller to cut off.
+// Drops what has not reached the base of a zlib writer of this library: the
+// stage is emptied and the stream in progress given up, so that the next write
+// begins a new one.  What did reach the base is for the caller to cut off.
 void zlib_writer_discard(struct writer *writer) noexcept;
-
-// Bytes that wait uncompressed for the next compression or flush.
-uint32_t zlib_writer_staged(const struct writer *writer) noexcept;
-
-// Whether a stream has been begun and not yet ended by a flush, a failure of
-// the base writer or a discard.
-bool zlib_writer_is_open(const struct writer *writer) noexcept;
 
 }  // namespace vela
 

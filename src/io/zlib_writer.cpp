@@ -164,15 +164,3 @@ void vela::zlib_writer_discard(struct writer *writer) noexcept
     zwriter->is_open = 0;
     zwriter->i_in = 0;
 }
-
-uint32_t vela::zlib_writer_staged(const struct writer *writer) noexcept
-{
-    KOR_ASSERT(vela::is_zlib_writer(writer));
-    return static_cast<const struct zlib_writer *>(writer->writer)->i_in;
-}
-
-bool vela::zlib_writer_is_open(const struct writer *writer) noexcept
-{
-    KOR_ASSERT(vela::is_zlib_writer(writer));
-    return static_cast<const struct zlib_writer *>(writer->writer)->is_open;
-}

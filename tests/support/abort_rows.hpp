@@ -32,16 +32,15 @@ protected:
 
 }  // namespace test
 
-#define KOR_ABORT_ROWS(suite, ...)                             \
-    TEST_P(suite, AbortsOn)                                    \
-    {                                                          \
-        expect_abort(GetParam());                              \
-    }                                                          \
-    INSTANTIATE_TEST_SUITE_P(                                  \
-        Table, suite,                                          \
-        testing::ValuesIn<test::abort_row>({__VA_ARGS__}),     \
-        [](const testing::TestParamInfo<test::abort_row> &i) { \
-            return std::string(i.param.name);                  \
+#define KOR_ABORT_ROWS(suite, ...)                                       \
+    TEST_P(suite, AbortsOn)                                              \
+    {                                                                    \
+        expect_abort(GetParam());                                        \
+    }                                                                    \
+    INSTANTIATE_TEST_SUITE_P(                                            \
+        Table, suite, testing::ValuesIn<test::abort_row>({__VA_ARGS__}), \
+        [](const testing::TestParamInfo<test::abort_row> &i) {           \
+            return std::string(i.param.name);                            \
         })
 
 #endif
