@@ -242,6 +242,24 @@ TEST_F(HistColumns, FailedBindIsOutOfMemoryAndCanBeRepeated)
     expect_same_lists();
 }
 
+// Remembering entries is a convenience: it must never fail a claim.
+TEST_F(HistColumns, FindsWhatOthersAddedEvenWithoutMemory)
+{
+    const sensor_ptr ab = new_sensor("ab"), ba = new_sensor("ba");
+    hist_value *expected = nullptr;
+    for (const sensor_ptr *s : {&ab, &ba})
+        expected = hist_value_list_add_if_not_present(&fast_, s->get());
+    bind({"ba"});
+    for (const int failing : {0, 1}) {
+        hist_columns columns;
+        ASSERT_EQ(columns.bind(fast_, *sensors_), KOR_OK);
+        const test::failing_allocation one(failing);
+        EXPECT_EQ(columns.claim(0), expected);
+        EXPECT_TRUE(one.reached());
+    }
+    EXPECT_EQ(fast_.nitems, 2u);
+}
+
 // Whichever allocation fails: a claim either works or is out of memory and
 // works when repeated, and the list is that of the plain path.
 TEST_F(HistColumns, FailedAllocationsNeverChangeTheResult)

@@ -313,6 +313,8 @@ TEST_F(HistValueListDeathTest, ValueOfAnEntryMustBeLive)
     hist_value_destruct(hv);
     hist_value_list_clear(&list_);
     EXPECT_ABORTS(add("a"), "hv->version == HIST_VALUE_VERSION");
+    EXPECT_ABORTS(hist_value_list_destruct(&list_),
+                  "hv->version == HIST_VALUE_VERSION");
     hist_value_init(hv);
 }
 

@@ -147,6 +147,25 @@ TEST(HistValue, ComputesInSinglePrecisionInOrder)
     expect_same_bits(hv, expected);
 }
 
+// Where rounding in another order, or not at all, would show.
+TEST(HistValue, PowersAreRoundedOneAfterAnother)
+{
+    int differing = 0;
+    for (int i = 1; i <= 100; ++i) {
+        const float reading = 1.0f + float(i) / 7.0f;
+        volatile float p2 = reading * reading;
+        volatile float p3 = p2 * reading;
+        volatile float p4 = p3 * reading;
+        volatile float square_of_square = p2 * p2;
+        const hist_value hv = of({reading});
+        EXPECT_EQ(bits_of(hv.sum2), bits_of(p2));
+        EXPECT_EQ(bits_of(hv.sum3), bits_of(p3));
+        EXPECT_EQ(bits_of(hv.sum4), bits_of(p4));
+        differing += p4 != square_of_square;
+    }
+    EXPECT_GT(differing, 0);
+}
+
 TEST(HistValue, LargeReadingsOverflowToInfinity)
 {
     const hist_value hv = of({6e9f});
