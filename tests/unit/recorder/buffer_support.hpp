@@ -41,7 +41,7 @@ inline vector_holder sample(int i)
         {46.25, static_cast<double>(_vela_invalid_sensor_value)},
         {47.0, 1300.75},
         {45.75, 1250.5}};
-    return vector_of(two_sensors, at(i), readings[i % 4]);
+    return vector_of(two_sensors, at(i), readings[static_cast<size_t>(i % 4)]);
 }
 
 inline event_holder event_of(uint32_t type, int32_t seconds,
