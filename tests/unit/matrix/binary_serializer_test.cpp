@@ -481,27 +481,28 @@ transposed_matrix_body *view_of(struct matrix *m)
 
 }  // namespace
 
+namespace {
+void write(const struct matrix *m)
+{
+    test::memory_writer out;
+    binary_serializer_write_matrix(m, out.get());
+}
+}  // namespace
+
 TEST(BinarySerializerDeathTest, WritingChecksTheMatrix)
 {
-    const auto write = [](const struct matrix *m) {
-        test::memory_writer out;
-        binary_serializer_write_matrix(m, out.get());
-    };
     const char *const matrix = "binary_serializer_write_matrix";
-    const char *const regular = "_binary_serializer_write_regular_matrix";
-    const char *const transposed = "_binary_serializer_write_transposed_matrix";
-    const char *const telemetry = "_binary_serializer_write_telemetry_matrix";
     test::expect_aborts({
         {matrix, "m != NULL",
-         [=] {
+         [] {
              write(NULL);
          }},
         {matrix, "m->version == 1",
-         [=] {
+         [] {
              write(broken(kind::regular, [](auto *m) { m->version = 2; }));
          }},
         {matrix, "m->type > 0",
-         [=] {
+         [] {
              write(matrix_create_null());
          }},
         {matrix, "writer != NULL",
@@ -509,51 +510,65 @@ TEST(BinarySerializerDeathTest, WritingChecksTheMatrix)
              binary_serializer_write_matrix(matrix_create(1, 1), NULL);
          }},
         {matrix, "0",
-         [=] {
+         [] {
              write(broken(kind::regular, [](auto *m) { m->type = 4; }));
          }},
-        {regular, "m->values != NULL",
-         [=] {
+        {"_binary_serializer_write_regular_matrix", "m->values != NULL",
+         [] {
              write(broken(kind::regular, [](auto *m) { m->values = NULL; }));
-         }},
-        {transposed, "m != NULL",
-         [=] {
-             write(broken(kind::transposed, [](auto *m) { m->matrix = NULL; }));
-         }},
-        {transposed, "m->version == 1",
-         [=] {
-             write(broken(kind::transposed,
-                          [](auto *m) { view_of(m)->version = 2; }));
-         }},
-        {transposed, "m->matrix != NULL",
-         [=] {
-             write(broken(kind::transposed,
-                          [](auto *m) { view_of(m)->matrix = NULL; }));
-         }},
-        {telemetry, "m != NULL",
-         [=] {
-             write(broken(kind::telemetry, [](auto *m) { m->matrix = NULL; }));
-         }},
-        {telemetry, "m->version == 1",
-         [=] {
-             write(broken(kind::telemetry,
-                          [](auto *m) { labels_of(m)->version = 2; }));
-         }},
-        {telemetry, "m->sensors != NULL",
-         [=] {
-             write(broken(kind::telemetry,
-                          [](auto *m) { labels_of(m)->sensors = NULL; }));
-         }},
-        {telemetry, "m->timestamps != NULL",
-         [=] {
-             write(broken(kind::telemetry,
-                          [](auto *m) { labels_of(m)->timestamps = NULL; }));
          }},
         {"binary_serializer_write_optional_matrix", "writer != NULL",
          [] {
              binary_serializer_write_optional_matrix(NULL, NULL);
          }},
     });
+}
+
+TEST(BinarySerializerDeathTest, WritingChecksTheBody)
+{
+    using change = void (*)(struct matrix *);
+    const struct {
+        const char *function;
+        const char *expression;
+        kind k;
+        change damage;
+    } rows[] = {
+        {"transposed", "m != NULL", kind::transposed,
+         [](auto *m) {
+             m->matrix = NULL;
+         }},
+        {"transposed", "m->version == 1", kind::transposed,
+         [](auto *m) {
+             view_of(m)->version = 2;
+         }},
+        {"transposed", "m->matrix != NULL", kind::transposed,
+         [](auto *m) {
+             view_of(m)->matrix = NULL;
+         }},
+        {"telemetry", "m != NULL", kind::telemetry,
+         [](auto *m) {
+             m->matrix = NULL;
+         }},
+        {"telemetry", "m->version == 1", kind::telemetry,
+         [](auto *m) {
+             labels_of(m)->version = 2;
+         }},
+        {"telemetry", "m->sensors != NULL", kind::telemetry,
+         [](auto *m) {
+             labels_of(m)->sensors = NULL;
+         }},
+        {"telemetry", "m->timestamps != NULL", kind::telemetry,
+         [](auto *m) {
+             labels_of(m)->timestamps = NULL;
+         }},
+    };
+    for (const auto &row : rows) {
+        const std::string function =
+            std::string("_binary_serializer_write_") + row.function + "_matrix";
+        test::expect_aborts({{function.c_str(), row.expression, [&] {
+                                  write(broken(row.k, row.damage));
+                              }}});
+    }
 }
 
 TEST(BinarySerializerDeathTest, ReadingChecksTheTarget)

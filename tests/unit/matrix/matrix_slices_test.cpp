@@ -351,39 +351,43 @@ TEST(MatrixSlicesDeathTest, BlocksMustLieInside)
         [](uint32_t row, uint32_t n, uint32_t col, uint32_t width) {
             matrix_set_submatrix(plain(), plain(), row, n, col, width, 0, 0);
         });
+    test::expect_aborts(rows);
+}
+
+TEST(MatrixSlicesDeathTest, BlocksOfTheSourceMustLieInsideToo)
+{
     const auto from = [](uint32_t v_row, uint32_t v_col) {
         matrix_set_submatrix(plain(), plain(), 0, 2, 0, 2, v_row, v_col);
     };
     const char *const set = "matrix_set_submatrix";
-    rows.insert(
-        rows.end(),
-        {{"matrix_get_submatrix", "m != NULL",
-          [] {
-              matrix_get_submatrix(NULL, 0, 1, 0, 1);
-          }},
-         {set, "m != NULL",
-          [] {
-              matrix_set_submatrix(NULL, plain(), 0, 1, 0, 1, 0, 0);
-          }},
-         {set, "vals != NULL",
-          [] {
-              matrix_set_submatrix(plain(), NULL, 0, 1, 0, 1, 0, 0);
-          }},
-         {set, "v_start_row < matrix_get_number_rows(vals)",
-          [=] {
-              from(4, 0);
-          }},
-         {set, "v_start_row + nrows - 1 < matrix_get_number_rows(vals)",
-          [=] {
-              from(3, 0);
-          }},
-         {set, "v_start_col < matrix_get_number_columns(vals)",
-          [=] {
-              from(0, 3);
-          }},
-         {set, "v_start_col + ncols - 1 < matrix_get_number_columns(vals)",
-          [=] {
-              from(0, 2);
-          }}});
-    test::expect_aborts(rows);
+    test::expect_aborts({
+        {"matrix_get_submatrix", "m != NULL",
+         [] {
+             matrix_get_submatrix(NULL, 0, 1, 0, 1);
+         }},
+        {set, "m != NULL",
+         [] {
+             matrix_set_submatrix(NULL, plain(), 0, 1, 0, 1, 0, 0);
+         }},
+        {set, "vals != NULL",
+         [] {
+             matrix_set_submatrix(plain(), NULL, 0, 1, 0, 1, 0, 0);
+         }},
+        {set, "v_start_row < matrix_get_number_rows(vals)",
+         [=] {
+             from(4, 0);
+         }},
+        {set, "v_start_row + nrows - 1 < matrix_get_number_rows(vals)",
+         [=] {
+             from(3, 0);
+         }},
+        {set, "v_start_col < matrix_get_number_columns(vals)",
+         [=] {
+             from(0, 3);
+         }},
+        {set, "v_start_col + ncols - 1 < matrix_get_number_columns(vals)",
+         [=] {
+             from(0, 2);
+         }},
+    });
 }

@@ -215,12 +215,17 @@ TEST(Matrix, CopyMetadataGivesRowPointersOnlyWhereTheSourceHasThem)
 {
     const matrix_ptr m = make({{1, 2}, {3, 4}}, kind::transposed);
     const matrix_ptr view = make({{5, 6}, {7, 8}}, kind::transposed);
+    view->fn_get = nullptr;
     _matrix_copy_metadata(m.get(), view.get());
     EXPECT_EQ(view->values, nullptr);
     EXPECT_EQ(view->fn_get, m->fn_get);
-    const matrix_ptr rows = make({{1, 2}, {3, 4}});
-    _matrix_copy_metadata(rows.get(), rows.get());
-    EXPECT_EQ(rows->fn_get, nullptr);
+
+    const matrix_ptr labelled = make({{1, 2}}, kind::telemetry);
+    const matrix_ptr other = make({{3, 4}}, kind::telemetry);
+    matrix_value **const rows = other->values;
+    other->values = nullptr;
+    _matrix_copy_metadata(labelled.get(), other.get());
+    EXPECT_EQ(other->values, rows);
 }
 
 // --- access ---

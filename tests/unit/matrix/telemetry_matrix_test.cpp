@@ -841,82 +841,78 @@ TEST(TelemetryMatrixDeathTest, VectorsCheckTheirParts)
 {
     static struct matrix m;
     static const struct timestamp t = at(1);
-    test::expect_aborts({
-        {"telemetry_matrix_init_vector", "m != NULL",
-         [] {
+    std::vector<test::abort_in> rows = {
+        {"telemetry_matrix_init_vector", "m != NULL", [] {
              parts p;
              telemetry_matrix_init_vector(NULL, p.matrix, p.sensors, &t);
+         }}};
+    const auto add = [&](const char *function, auto make_vector) {
+        rows.insert(rows.end(),
+                    {{function, "vector != NULL",
+                      [=] {
+                          make_vector(nullptr, test::make_sensors(3), &t);
+                      }},
+                     {function, "matrix_get_number_rows(vector) == 1",
+                      [=] {
+                          make_vector(matrix_create(2, 3),
+                                      test::make_sensors(3), &t);
+                      }},
+                     {function, "sensors != NULL",
+                      [=] {
+                          make_vector(matrix_create(1, 3), nullptr, &t);
+                      }},
+                     {function, "timestamp != NULL", [=] {
+                          make_vector(matrix_create(1, 3),
+                                      test::make_sensors(3), nullptr);
+                      }}});
+    };
+    add("telemetry_matrix_init_vector",
+        [](struct matrix *vector, struct sensor_array *sensors,
+           const struct timestamp *timestamp) {
+            telemetry_matrix_init_vector(&m, vector, sensors, timestamp);
+        });
+    add("telemetry_matrix_create_vector", telemetry_matrix_create_vector);
+    test::expect_aborts(rows);
+}
+
+TEST(TelemetryMatrixDeathTest, UpdatingChecksTheVector)
+{
+    const auto update = [](struct matrix *vector) {
+        const struct timestamp t = at(1);
+        telemetry_matrix_update_vector_timestamp(vector, &t);
+    };
+    const char *const function = "telemetry_matrix_update_vector_timestamp";
+    test::expect_aborts({
+        {function, "m != NULL",
+         [=] {
+             update(NULL);
          }},
-        {"telemetry_matrix_init_vector", "vector != NULL",
-         [] {
-             parts p;
-             telemetry_matrix_init_vector(&m, NULL, p.sensors, &t);
-         }},
-        {"telemetry_matrix_init_vector", "matrix_get_number_rows(vector) == 1",
-         [] {
-             parts p;
-             telemetry_matrix_init_vector(&m, p.matrix, p.sensors, &t);
-         }},
-        {"telemetry_matrix_init_vector", "sensors != NULL",
-         [] {
-             telemetry_matrix_init_vector(&m, matrix_create(1, 3), NULL, &t);
-         }},
-        {"telemetry_matrix_init_vector", "timestamp != NULL",
-         [] {
-             parts p;
-             telemetry_matrix_init_vector(&m, matrix_create(1, 3), p.sensors,
-                                          NULL);
-         }},
-        {"telemetry_matrix_create_vector", "vector != NULL",
-         [] {
-             parts p;
-             telemetry_matrix_create_vector(NULL, p.sensors, &t);
-         }},
-        {"telemetry_matrix_create_vector",
-         "matrix_get_number_rows(vector) == 1",
-         [] {
-             parts p;
-             telemetry_matrix_create_vector(p.matrix, p.sensors, &t);
-         }},
-        {"telemetry_matrix_create_vector", "sensors != NULL",
-         [] {
-             telemetry_matrix_create_vector(matrix_create(1, 3), NULL, &t);
-         }},
-        {"telemetry_matrix_create_vector", "timestamp != NULL",
-         [] {
-             parts p;
-             telemetry_matrix_create_vector(matrix_create(1, 3), p.sensors,
-                                            NULL);
-         }},
-        {"telemetry_matrix_update_vector_timestamp", "m != NULL",
-         [] {
-             telemetry_matrix_update_vector_timestamp(NULL, &t);
-         }},
-        {"telemetry_matrix_update_vector_timestamp", "m->version > 0",
-         [] {
+        {function, "m->version > 0",
+         [=] {
              struct matrix *const vector = vector_at(1).release();
              vector->version = 0;
-             telemetry_matrix_update_vector_timestamp(vector, &t);
+             update(vector);
          }},
-        {"telemetry_matrix_update_vector_timestamp",
-         "matrix_get_type(m) == MATRIX_TYPE_TELEMETRY",
-         [] {
-             telemetry_matrix_update_vector_timestamp(matrix_create(1, 3), &t);
+        {function, "matrix_get_type(m) == MATRIX_TYPE_TELEMETRY",
+         [=] {
+             update(matrix_create(1, 3));
          }},
-        {"telemetry_matrix_update_vector_timestamp",
-         "matrix_get_number_rows(m) == 1",
-         [] {
-             telemetry_matrix_update_vector_timestamp(fresh(), &t);
+        {function, "matrix_get_number_rows(m) == 1",
+         [=] {
+             update(fresh());
          }},
-        {"telemetry_matrix_update_vector_timestamp", "tmatrix != NULL",
-         [] {
-             telemetry_matrix_update_vector_timestamp(bodiless({{1, 2}}), &t);
+        {function, "tmatrix != NULL",
+         [=] {
+             update(bodiless({{1, 2}}));
          }},
-        {"telemetry_matrix_update_vector_timestamp",
-         "tmatrix->timestamps != NULL",
+        {function, "tmatrix->timestamps != NULL",
+         [=] {
+             update(broken([](auto *b) { b->timestamps = NULL; }, {{1, 2}}));
+         }},
+        {"timestamp_copy", "t != NULL",
          [] {
-             telemetry_matrix_update_vector_timestamp(
-                 broken([](auto *b) { b->timestamps = NULL; }, {{1, 2}}), &t);
+             telemetry_matrix_update_vector_timestamp(vector_at(1).release(),
+                                                      NULL);
          }},
     });
 }
@@ -970,7 +966,7 @@ TEST(TelemetryMatrixDeathTest, GettersCheckTheBody)
     test::expect_aborts(rows);
 }
 
-TEST(TelemetryMatrixDeathTest, EqualCloneAndDetachCheckTheirArguments)
+TEST(TelemetryMatrixDeathTest, ComparisonChecksBothMatrices)
 {
     const auto equal = [](const struct matrix *m1, const struct matrix *m2) {
         telemetry_matrix_is_equal(m1, m2);
@@ -980,8 +976,6 @@ TEST(TelemetryMatrixDeathTest, EqualCloneAndDetachCheckTheirArguments)
                        : broken([](auto *b) { b->timestamps = NULL; });
     };
     const char *const is_equal = "telemetry_matrix_is_equal";
-    const char *const clone = "telemetry_matrix_clone_with_values";
-    const char *const detach = "telemetry_matrix_detach_original_matrix";
     test::expect_aborts({
         {is_equal, "m1 != NULL",
          [=] {
@@ -1015,6 +1009,14 @@ TEST(TelemetryMatrixDeathTest, EqualCloneAndDetachCheckTheirArguments)
          [=] {
              equal(fresh(), unlabelled(false));
          }},
+    });
+}
+
+TEST(TelemetryMatrixDeathTest, CloningAndDetachingCheckTheMatrix)
+{
+    const char *const clone = "telemetry_matrix_clone_with_values";
+    const char *const detach = "telemetry_matrix_detach_original_matrix";
+    test::expect_aborts({
         {clone, "m != NULL",
          [] {
              telemetry_matrix_clone_with_values(NULL, matrix_create(2, 3));
