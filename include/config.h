@@ -45,7 +45,8 @@ int config_init(struct config *config);
 /* An empty one on the heap, or null and the last error (-22). */
 struct config *config_create(void);
 
-/* Frees every key and value. */
+/* Free every key and value; destroy also frees the object itself and clears
+ * the pointer. */
 void config_destruct(struct config *config);
 void config_destroy(struct config **config);
 

@@ -69,13 +69,12 @@ static struct config_value_node *_config_create_value(const char *value)
     return node.release();
 }
 
-// Removes one key, if it is there, with its values.
+// Removes one key of the list with its values.
 static void _config_remove_key(struct config *config,
                                struct config_key_node *node)
 {
     struct config_key_node **link = &config->head;
-    while (*link != nullptr && *link != node) link = &(*link)->next;
-    if (*link == nullptr) return;
+    while (*link != node) link = &(*link)->next;
     *link = node->next;
     _config_destroy_key(&node);
 }

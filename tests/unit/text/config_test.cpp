@@ -413,6 +413,8 @@ TEST_F(ConfigDeathTest, MissingArgumentsAbort)
     EXPECT_ABORTS(config_create_from_file(NULL), "filename != NULL");
     EXPECT_ABORTS(config_add_value_for_key(NULL, "k", "v"), "config != NULL");
     EXPECT_ABORTS(config_add_value_for_key(config_, NULL, "v"), "key != NULL");
+    EXPECT_ABORTS(config_add_value_for_key(config_, "k", NULL),
+                  "value != NULL");
     EXPECT_ABORTS(config_get_values_for_key(NULL, "k", &n), "config != NULL");
     EXPECT_ABORTS(config_get_values_for_key(config_, NULL, &n), "key != NULL");
     EXPECT_ABORTS(config_get_values_for_key(config_, "k", NULL),

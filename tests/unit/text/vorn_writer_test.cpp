@@ -197,9 +197,11 @@ TEST(VornWriter, KeepsTheOldSensorsWhenTheNewFindNoMemory)
 
 // --- bugs ---
 
-TEST(VornWriterDeathTest, MissingBaseAborts)
+TEST(VornWriterDeathTest, MissingArgumentsAbort)
 {
+    test::memory_writer base;
     struct writer writer;
+    EXPECT_ABORTS(vorn_writer_init(NULL, base.get()), "writer != NULL");
     EXPECT_ABORTS_IN("vorn_writer_init", vorn_writer_init(&writer, NULL),
                      "writer_base != NULL");
     EXPECT_ABORTS_IN("vorn_writer_create", vorn_writer_create(NULL),
@@ -239,6 +241,9 @@ TEST(VornWriterDeathTest, AskingAnotherWriterForItsSensorsAborts)
     test::memory_writer out;
     struct writer stateless = {};
     stateless.type = WRITER_TYPE_VORN;
+    struct vorn_writer dead = {};
+    struct writer ended = stateless;
+    ended.writer = &dead;
     text_writer writer;
     struct sensor_array *sensors = create_sensors({"a"});
     EXPECT_ABORTS(vorn_writer_have_sensors_changed(NULL, sensors),
@@ -249,5 +254,7 @@ TEST(VornWriterDeathTest, AskingAnotherWriterForItsSensorsAborts)
                   "writer->writer != NULL");
     EXPECT_ABORTS(vorn_writer_have_sensors_changed(writer.get(), NULL),
                   "sensors != NULL");
+    EXPECT_ABORTS(vorn_writer_have_sensors_changed(&ended, sensors),
+                  "cwriter->version == VORN_WRITER_VERSION");
     sensor_array_destroy(&sensors);
 }
