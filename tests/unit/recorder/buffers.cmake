@@ -3,4 +3,7 @@ kor_test(buffers_test
     kor_buffer_test.cpp
     kor_current_buffer_test.cpp
     kor_hist_buffer_test.cpp
-    buffer_faults_test.cpp)
+    buffer_faults_test.cpp
+    kor_zcf_state_test.cpp
+    kor_test.cpp
+    ../../support/file_calls.cpp)
