@@ -28,6 +28,8 @@ KOR_BEGIN_DECLS
  *                          KOR_ERR_INVALID_DATA (-6) if the capacity does not
  *                          divide or there is no room, nothing then being
  *                          written; or for a damaged file
+ *                          KOR_ERR_TOO_LONG (-49) for more than 10000 sensors
+ *                          in one interval
  *                          KOR_ERR_NO_MEMORY (-22)
  *                          what opening or reading the file, or writing to
  *                          `hbuf`, gives.  Intervals written stay written, and

@@ -23,6 +23,8 @@ KOR_BEGIN_DECLS
  *                   file
  *                   KOR_ERR_INCOMPLETE (-44) for a file that was not full; an
  *                   odd last interval is dropped
+ *                   KOR_ERR_TOO_LONG (-49) for more than 10000 sensors in
+ *                   the two intervals of a pair
  *                   KOR_ERR_NO_MEMORY (-22)
  *                   what opening or reading the file, or writing to `hbuf_out`,
  *                   gives.  Intervals written stay written

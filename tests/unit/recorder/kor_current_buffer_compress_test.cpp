@@ -289,6 +289,19 @@ TEST_F(KorCurrentBufferCompress, SensorInTwoColumnsGathersBoth)
     EXPECT_EQ(intervals[0].of("a").last, 6.0f);
 }
 
+// Each sample is storable by itself; the interval of both is not.
+TEST_F(KorCurrentBufferCompress, MoreThan10000SensorsInAnIntervalAreTooMany)
+{
+    {
+        const auto cbuf = create_current("c", 2);
+        put(cbuf, test::wide_vector(10000, at(0)));
+        put(cbuf, vector_of({"one more"}, at(1), {1.0}));
+    }
+    EXPECT_EQ(fold(2, 1), KOR_OK);
+    EXPECT_EQ(fold(2, 2), KOR_ERR_TOO_LONG);
+    EXPECT_EQ(test::inflate_file("h"), hist_header(2));
+}
+
 // Sensors in many chains, some of them shared; names that come and go.
 TEST_F(KorCurrentBufferCompress, FoldsAsByLookingUpEverySensorEachTime)
 {

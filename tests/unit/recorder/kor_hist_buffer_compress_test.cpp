@@ -204,6 +204,21 @@ TEST_F(KorHistBufferCompress, NamesChangeBetweenPairsStartsTheNextWithTheNewSet)
     EXPECT_EQ(intervals[1].of("b").count, 2u);
 }
 
+TEST_F(KorHistBufferCompress, MoreThan10000SensorsInAPairAreTooMany)
+{
+    {
+        const hist_holder hbuf = create_hist("in", 2);
+        interval_maker interval;
+        for (int i = 0; i < 10000; ++i)
+            interval.add("S" + std::to_string(i), {1});
+        interval.write(hbuf, 0, 1);
+        interval.add("one more", {1});
+        interval.write(hbuf, 2, 3);
+    }
+    EXPECT_EQ(merge(2), KOR_ERR_TOO_LONG);
+    EXPECT_EQ(test::inflate_file("out"), hist_header(2));
+}
+
 // The last of several names records in front of a pair governs it.
 TEST_F(KorHistBufferCompress, RepeatedNamesBeforeAPairAreHarmless)
 {
