@@ -70,10 +70,11 @@ vela::buffer_scan::verdict vela::buffer_scan::check_as(uint64_t offset,
     source_.start(offset);
     if (with_header) {
         stream.result = parser_.header(&header);
-        if (stream.result != parsed::record) return stream;
         kind = header.kind;
     }
-    stream.result = check_records(kind);
+    if (!with_header || stream.result == parsed::record)
+        stream.result = check_records(kind);
+    stream.cut = source_.state() == stream_state::cut;
     stream.has_header = with_header;
     stream.kind = kind;
     stream.unsealed = source_.state() == stream_state::unsealed;
@@ -84,14 +85,27 @@ vela::buffer_scan::verdict vela::buffer_scan::check_as(uint64_t offset,
 // Tries what the stream at `offset` can be: `end` means that it is whole.
 vela::buffer_scan::verdict vela::buffer_scan::check(uint64_t offset) noexcept
 {
+    struct attempt {
+        bool has_header;
+        uint32_t kind;
+    };
     const bool may_have_header = header_.kind == 0 && good_end_ == 0;
+    const attempt attempts[] = {
+        {true, 0},
+        {false, kind_ != 0 ? kind_ : KOR_BUFFER_TYPE_CURRENT},
+        {false, KOR_BUFFER_TYPE_HIST},
+    };
     verdict stream;
-    if (may_have_header) stream = check_as(offset, true, 0);
-    if (stream.result != parsed::broken) return stream;
-    if (kind_ != 0) return check_as(offset, false, kind_);
-    stream = check_as(offset, false, KOR_BUFFER_TYPE_CURRENT);
-    if (stream.result != parsed::broken) return stream;
-    return check_as(offset, false, KOR_BUFFER_TYPE_HIST);
+    bool was_cut = false;
+    for (const attempt &a : attempts) {
+        if (a.has_header && !may_have_header) continue;
+        stream = check_as(offset, a.has_header, a.kind);
+        was_cut = was_cut || stream.cut;
+        if (stream.result != parsed::broken) break;
+        if (!a.has_header && kind_ != 0) break;
+    }
+    stream.cut = was_cut;
+    return stream;
 }
 
 // A stream without its whole checksum counts when the next one follows at
@@ -225,6 +239,7 @@ vela::scanned vela::buffer_scan::next_stream() noexcept
     if (stream.result == parsed::broken && has_grown())
         stream = check_sealed_or_followed(position_);
     if (stream.result == parsed::failed) return fail(parser_.error());
+    is_tail_cut_ = stream.cut;
     if (stream.result == parsed::broken) return resynchronise();
     enter(position_, stream);
     return scanned::record;
@@ -325,6 +340,7 @@ int vela::summarize(const char *path, struct scan_summary *summary) noexcept
         count_item(*scan, item, summary);
     }
     summary->unsealed = scan->has_unsealed();
+    summary->is_tail_cut = scan->is_tail_cut();
     summary->header = scan->header();
     summary->kind = scan->kind();
     summary->good_end = scan->good_end();

@@ -53,6 +53,9 @@ public:
     uint64_t file_size() const noexcept { return length_of(file_.fd()); }
     // Whether a stream without its checksum was read.
     bool has_unsealed() const noexcept { return has_unsealed_; }
+    // Whether the tail is the beginning of a stream, as a writer leaves it that
+    // is stopped.
+    bool is_tail_cut() const noexcept { return is_tail_cut_; }
     bool was_missing() const noexcept { return missing_; }
     int error() const noexcept { return error_; }
 
@@ -61,6 +64,7 @@ private:
         parsed result = parsed::broken;
         bool has_header = false;
         bool unsealed = false;
+        bool cut = false;  // sound as far as it goes
         uint32_t kind = 0;
         uint64_t end = 0;
     };
@@ -95,6 +99,7 @@ private:
     uint64_t tail_size_ = 0;  // of the file when its tail was given; 0: not
     bool in_stream_ = false;
     bool has_unsealed_ = false;
+    bool is_tail_cut_ = false;
     bool missing_ = false;
     int error_ = 0;
 };
@@ -110,7 +115,8 @@ int find_first_names(const char *path, column_names *names) noexcept;
 struct scan_summary {
     bool missing;
     bool unsealed;
-    bool widths_fit;  // values have as many columns as their names
+    bool is_tail_cut;  // the tail is the beginning of a stream
+    bool widths_fit;   // values have as many columns as their names
     struct buffer_header header;
     uint32_t kind;
     uint32_t samples;    // of a current buffer
@@ -133,6 +139,12 @@ int summarize(const char *path, struct scan_summary *summary) noexcept;
 inline uint32_t values_of(const struct scan_summary &s) noexcept
 {
     return s.samples + s.intervals;
+}
+// Whether a file is more than what a writer leaves that is stopped, although
+// no record of it can be read.
+inline bool is_unreadable(const struct scan_summary &s) noexcept
+{
+    return s.first_record == 0 && s.bytes_torn > 0 && !s.is_tail_cut;
 }
 inline bool holds_records(const struct scan_summary &s) noexcept
 {

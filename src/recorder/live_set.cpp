@@ -33,6 +33,13 @@ bool is_full(const recorder_findings &f, const recorder_file &file) noexcept
     return values_of(file.summary) == capacity_of(f, file.id.kind);
 }
 
+bool has_any_record(const recorder_findings &f) noexcept
+{
+    for (const recorder_file &file : f.listing.files)
+        if (holds_records(file.summary)) return true;
+    return false;
+}
+
 // The files that can take part: those of this recorder with records in them.
 struct candidates {
     file_list cbufs;  // by rising number
@@ -331,7 +338,10 @@ int take_current_buffers(const recorder_findings &f, const candidates &c,
         set_file(f, live, 0, file.id);
         return KOR_OK;
     }
-    return KOR_ERR_END_OF_STREAM;
+    // Records that are not this recorder's must be out of its way.
+    if (!has_any_record(f)) return KOR_ERR_END_OF_STREAM;
+    set_file(f, live, 0, {KOR_BUFFER_TYPE_CURRENT, lowest_free_number(f)});
+    return KOR_OK;
 }
 
 int take_files_alone(const recorder_findings &f, const candidates &c,
@@ -378,13 +388,6 @@ void take_parameters_from_headers(recorder_findings *f) noexcept
         (is_cbuf(file) ? f->num_cb_samples : f->num_hb_intervals) =
             is_cbuf(file) ? header.capacity : header.capacity / 2;
     }
-}
-
-bool has_any_record(const recorder_findings &f) noexcept
-{
-    for (const recorder_file &file : f.listing.files)
-        if (holds_records(file.summary)) return true;
-    return false;
 }
 
 }  // namespace

@@ -122,9 +122,11 @@ int judge_leftover(const recovery_plan &plan, proven_histories *histories,
 {
     const recorder_findings &f = plan.findings;
     const recorder_file &file = *left->file;
-    left->is_removed = !holds_records(file.summary) ||
-                       is_source_of_fold(plan.live, plan.repairs[0], file);
-    if (left->is_removed || !fits(f, file)) return KOR_OK;
+    const bool has_records = holds_records(file.summary);
+    left->is_removed =
+        has_records ? is_source_of_fold(plan.live, plan.repairs[0], file)
+                    : !is_unreadable(file.summary);
+    if (!has_records || left->is_removed || !fits(f, file)) return KOR_OK;
     int proven = is_folded(f, file, *histories);
     if (proven == 1 && is_hbuf(file) && !histories->append(&file))
         return KOR_ERR_NO_MEMORY;
@@ -207,6 +209,23 @@ int plan_state(recovery_plan *plan) noexcept
 
 // --- doing it ---
 
+// A live file that is to be made anew keeps its old content aside when that
+// cannot be told to be worthless.
+int save_unreadable(const recovery_plan &plan) noexcept
+{
+    int result = KOR_OK;
+    for (uint32_t i = 0; i < plan.live.nfiles() && result >= 0; ++i) {
+        const vela::live_file &file = plan.live.files[i];
+        if (!plan.repairs[i].create || file.found == nullptr ||
+            !is_unreadable(file.found->summary))
+            continue;
+        vela::file_name name;
+        plan.findings.base.name_buffer(file.id, &name);
+        result = vela::set_aside(name.text);
+    }
+    return result;
+}
+
 int remove_temporaries(const recovery_plan &plan) noexcept
 {
     int result = KOR_OK;
@@ -277,6 +296,7 @@ int vela::plan_recovery(const char *filename, uint32_t num_cb_samples,
 int vela::carry_out(const recovery_plan &plan) noexcept
 {
     int result = remove_temporaries(plan);
+    if (result >= 0) result = save_unreadable(plan);
     if (result >= 0) result = apply_repairs(plan);
     if (result >= 0) result = write_state(plan);
     return result < 0 ? result : clear_leftovers(plan);

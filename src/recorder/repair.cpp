@@ -91,39 +91,76 @@ private:
     column_names last_;
 };
 
-// Goes through what a source gives, writing it unless `out` is null.  Counts
-// the intervals.  Returns 1, 0 when the source cannot be folded, or a negative
-// code.
+// Goes through what a source gives, one `use(pass)` for each interval.
+// Returns 1, 0 when the source cannot be folded, or a negative code.
+template <class Use>
 int fold_source(const recorder_findings &f, const recorder_file &source,
-                history_writer *out, uint32_t *count) noexcept
+                Use use) noexcept
 {
     vela::file_name name;
     f.base.name_buffer(source.id, &name);
     const auto pass = vela::make_heap_object<vela::fold_pass>();
     if (!pass) return KOR_ERR_NO_MEMORY;
     int result = pass->open(name.text, f.num_cb_samples / f.num_hb_intervals);
-    folded given = folded::interval;
-    while (result >= 0 && given == folded::interval) {
-        given = pass->next();
-        if (given != folded::interval) break;
-        ++*count;
-        if (out != nullptr) result = out->write(*pass);
+    while (result >= 0) {
+        const folded given = pass->next();
+        if (given == folded::failed) return pass->error();
+        if (given != folded::interval) return given == folded::end ? 1 : 0;
+        result = use(*pass);
     }
-    if (result < 0) return result;
-    if (given == folded::failed) return pass->error();
-    return given == folded::end ? 1 : 0;
+    return result;
 }
 
-// Whether the sources of a history give all its intervals.  Returns 1, 0 or a
-// negative code.
+// What is left of a history, matched with what its sources give.
+class history_match {
+public:
+    int open(const char *path) noexcept
+    {
+        const int opened = history_.open(path);
+        return opened < 0 ? opened : advance();
+    }
+    // Counts an interval of the sources; the stored one, if it is the same, is
+    // matched.
+    int take(const vela::fold_pass &pass) noexcept
+    {
+        ++count_;
+        if (!has_stored_) return KOR_OK;
+        const int equal = history_.equals(pass);
+        return equal == 1 ? advance() : equal;
+    }
+    uint32_t count() const noexcept { return count_; }
+    bool is_all_matched() const noexcept { return !has_stored_; }
+
+private:
+    int advance() noexcept
+    {
+        const folded stored = history_.next();
+        has_stored_ = stored == folded::interval;
+        return stored == folded::failed ? history_.error() : KOR_OK;
+    }
+
+    vela::interval_reader history_;
+    uint32_t count_ = 0;
+    bool has_stored_ = false;
+};
+
+// Whether the sources of a history give all its intervals, and among them
+// those that are left.  Returns 1, 0 or a negative code.
 int can_fold_again(const recorder_findings &f, const live_set &live) noexcept
 {
-    uint32_t count = 0;
+    vela::file_name name;
+    f.base.name_buffer(live.files[0].id, &name);
+    const auto match = vela::make_heap_object<history_match>();
+    if (!match) return KOR_ERR_NO_MEMORY;
+    const int opened = match->open(name.text);
+    if (opened < 0) return opened;
     for (const recorder_file *source : live.sources) {
-        const int result = fold_source(f, *source, nullptr, &count);
+        const int result = fold_source(
+            f, *source,
+            [&](const vela::fold_pass &pass) { return match->take(pass); });
         if (result != 1) return result;
     }
-    return count == 2 * f.num_hb_intervals;
+    return match->count() == 2 * f.num_hb_intervals && match->is_all_matched();
 }
 
 int fold_again(const recorder_findings &f, const live_set &live,
@@ -134,9 +171,11 @@ int fold_again(const recorder_findings &f, const live_set &live,
     if (!out) return KOR_ERR_NO_MEMORY;
     int result = file.begin();
     out->streams().records().header(header_of(f, KOR_BUFFER_TYPE_HIST));
-    uint32_t count = 0;
     for (const recorder_file *source : live.sources)
-        if (result >= 0) result = fold_source(f, *source, out.get(), &count);
+        if (result >= 0)
+            result = fold_source(f, *source, [&](const vela::fold_pass &pass) {
+                return out->write(pass);
+            });
     return result < 0 ? result : file.commit();
 }
 

@@ -369,9 +369,9 @@ vela::parsed vela::record_parser::record(uint32_t buffer_kind,
     }
     unsigned char type[type_size];
     const uint32_t nread = in_.read(type, sizeof type);
-    if (nread == 0 && in_.state() != stream_state::broken &&
-        in_.state() != stream_state::failed)
-        return parsed::end;
+    const bool has_ended = in_.state() == stream_state::complete ||
+                           in_.state() == stream_state::unsealed;
+    if (nread == 0 && has_ended) return parsed::end;
     ok_ = nread == sizeof type;
     if (ok_ && kept_ != nullptr && !kept_->append(type, sizeof type)) {
         ok_ = false;

@@ -59,7 +59,7 @@ bool vela::stream_source::take_byte(unsigned char *byte) noexcept
     const unsigned char *bytes = nullptr;
     const int available = window_.at(position_, &bytes);
     if (available < 0) fail(available);
-    if (available == 0) state_ = stream_state::broken;
+    if (available == 0) state_ = stream_state::cut;
     if (available <= 0) return false;
     *byte = *bytes;
     ++position_;
@@ -85,7 +85,7 @@ bool vela::stream_source::refill() noexcept
     const unsigned char *bytes = nullptr;
     const int available = window_.at(position_, &bytes);
     if (available < 0) fail(available);
-    if (available == 0) state_ = stream_state::broken;
+    if (available == 0) state_ = stream_state::cut;
     if (available <= 0) return false;
     inflate_.next_in = const_cast<unsigned char *>(bytes);
     inflate_.avail_in = static_cast<uInt>(available);
@@ -127,9 +127,8 @@ void vela::stream_source::check_trailer() noexcept
         const auto expected = static_cast<unsigned char>(
             checksum_ >> (bits_per_byte * (trailer_size - 1 - i)));
         unsigned char byte = 0;
-        const bool there = take_byte(&byte);
-        if (state_ == stream_state::failed) return;
-        if (there && byte == expected) continue;
+        if (!take_byte(&byte)) return;
+        if (byte == expected) continue;
         state_ = stream_state::unsealed;
         position_ = content_end_ + i;
         return;

@@ -40,7 +40,8 @@ enum class stream_state {
     running,   // more may come
     complete,  // ended, and its checksum is right
     unsealed,  // its content ended, but its checksum is cut off
-    broken,    // not a stream, damaged or cut
+    cut,       // the file ended first
+    broken,    // not a stream, or damaged
     failed,    // could not be read: see error()
 };
 

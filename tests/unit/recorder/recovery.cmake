@@ -1,6 +1,8 @@
 kor_test(recovery_test
   SOURCES
     kor_playback_test.cpp
+    kor_recover_test.cpp
+    kor_resume_test.cpp
     recovery_crash_test.cpp
     recovery_damage_test.cpp
     stopping_disk.cpp)

@@ -1,0 +1,429 @@
+#include "kor_recover.h"
+
+#include "unit/recorder/recovery_support.hpp"
+
+namespace {
+
+using namespace test;
+
+class KorRecover : public InScratchFolder {};
+
+const struct kor_recovery_file *entry_of(const report_holder &report,
+                                         const std::string &name)
+{
+    for (uint32_t i = 0; report && i < report->nfiles; ++i)
+        if (report->files[i].filename == name) return &report->files[i];
+    return nullptr;
+}
+
+std::vector<std::string> records_in_files()
+{
+    return record_strings(without_padding(records_of(play())));
+}
+
+TEST_F(KorRecover, ChangesNothingThatIsInOrder)
+{
+    for (int n = 0; n <= 30; ++n) {
+        SCOPED_TRACE(n);
+        const folder files = recorder_folder(n);
+        report_holder report;
+        EXPECT_EQ(recover_and_report(&report), KOR_RECOVER_UNCHANGED);
+        EXPECT_EQ(read_folder(), files);
+        EXPECT_EQ(report->state_file_rebuilt, 0u);
+        EXPECT_EQ(report->nfiles, files.size() - 1);
+        for (uint32_t i = 0; i < report->nfiles; ++i)
+            EXPECT_EQ(report->files[i].action, KOR_RECOVERY_KEPT);
+    }
+}
+
+TEST_F(KorRecover, ReportsTheRecorderAndItsFiles)
+{
+    folder files = recorder_folder(15);
+    files["rec.5.cbuf.z"] += "torn";
+    files.erase("rec.state");
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(report->state, KOR_ZCF_STATE_HCC);
+    EXPECT_EQ(report->num_cb_samples, 4u);
+    EXPECT_EQ(report->num_hb_intervals, 2u);
+    EXPECT_EQ(report->next_file_number, 6u);
+    EXPECT_EQ(report->state_file_rebuilt, 1u);
+    ASSERT_EQ(report->nfiles, 3u);
+    EXPECT_STREQ(report->files[0].filename, "rec.4.hbuf.z");
+    EXPECT_EQ(report->files[0].records_kept, 4u);
+    EXPECT_EQ(report->files[1].action, KOR_RECOVERY_KEPT);
+    EXPECT_EQ(report->files[2].action, KOR_RECOVERY_CUT);
+    EXPECT_EQ(report->files[2].bytes_cut, 4u);
+    EXPECT_EQ(report->files[2].records_kept, 4u);  // 12, 13, its event, 14
+}
+
+TEST_F(KorRecover, FillsUpAClosedBufferThatIsTooShort)
+{
+    folder files = recorder_folder(15);
+    const std::vector<std::string> before = record_strings(records_of(play()));
+    std::string &closed = files["rec.3.cbuf.z"];
+    closed.resize(closed.size() - 1);  // the last record: sample 11
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    const auto *entry = entry_of(report, "rec.3.cbuf.z");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->action, KOR_RECOVERY_PADDED);
+    EXPECT_EQ(entry->records_padded, 1u);
+    EXPECT_EQ(entry->records_kept, 4u);
+    EXPECT_GT(entry->bytes_cut, 0u);
+    // The sample that stands in has the time of the last and no readings.
+    const std::vector<played> in_file = records_of(play("rec.3.cbuf.z"));
+    EXPECT_TRUE(is_padding(in_file.back()));
+    EXPECT_EQ(in_file.back().start, at(100).tv.tv_sec);
+    EXPECT_EQ(in_file.back().names.size(), 3u);
+    expect_recorder_goes_on(15);
+}
+
+TEST_F(KorRecover, FillsUpAHistoryThatIsTooShort)
+{
+    folder files = recorder_folder(15);
+    std::string &history = files["rec.4.hbuf.z"];
+    history.resize(history.size() - 1);
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    const auto *entry = entry_of(report, "rec.4.hbuf.z");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->action, KOR_RECOVERY_PADDED);
+    EXPECT_EQ(entry->records_kept, 3u);
+    EXPECT_EQ(entry->records_padded, 1u);
+    const std::vector<played> in_file = records_of(play("rec.4.hbuf.z"));
+    ASSERT_EQ(in_file.size(), 4u);
+    EXPECT_TRUE(is_padding(in_file[3]));
+    EXPECT_EQ(in_file[3].start, in_file[2].end);
+    EXPECT_EQ(in_file[3].end, in_file[2].end);
+    expect_recorder_goes_on(15);
+}
+
+TEST_F(KorRecover, FoldsAShortHistoryAgainWhileItsSourcesAreThere)
+{
+    for (const int full : {12, 16}) {
+        folder before = recorder_folder(full);
+        const folder after = recorder_folder(full + 2);
+        folder files = before;
+        for (const auto &[name, content] : after) files[name] = content;
+        const std::string name = full == 12 ? "rec.4.hbuf.z" : "rec.6.hbuf.z";
+        files[name].resize(files[name].size() - 1);
+        restore(files);
+        report_holder report;
+        ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(entry_of(report, name)->action, KOR_RECOVERY_REWRITTEN);
+        const folder recovered = read_folder();
+        EXPECT_EQ(recovered.size(), after.size());
+        for (const auto &[live, content] : after)
+            EXPECT_EQ(recovered.at(live), content) << live;
+    }
+}
+
+TEST_F(KorRecover, PutsAnEmptyBufferWhereTheOneBesideTheHistoryIsLost)
+{
+    for (const bool has_state : {true, false}) {
+        folder files = recorder_folder(15);
+        files.erase("rec.3.cbuf.z");
+        if (!has_state) files.erase("rec.state");
+        restore(files);
+        report_holder report;
+        ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(report->state, KOR_ZCF_STATE_HCC);
+        const auto *entry = entry_of(report, "rec.3.cbuf.z");
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(entry->action, KOR_RECOVERY_CREATED);
+        EXPECT_EQ(entry->records_padded, 4u);
+        expect_recovered();
+        expect_recorder_goes_on(15);
+    }
+}
+
+TEST_F(KorRecover, GoesOnWithTheBuffersWhenTheHistoryIsLost)
+{
+    folder files = recorder_folder(15);
+    files["rec.4.hbuf.z"] = "nothing of it is left";
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(report->state, KOR_ZCF_STATE_CC0);
+    expect_recorder_goes_on(15);
+}
+
+TEST_F(KorRecover, RefusesFilesThatCannotBeOneRecorders)
+{
+    // More samples than the capacity in the open buffer.
+    std::string crowded = deflate_stream(current_header(4) + stored_names);
+    for (int i = 0; i < 5; ++i) crowded += deflate_stream(stored_sample_0);
+    write_file("rec.1.cbuf.z", crowded);
+    EXPECT_EQ(recover(), KOR_ERR_INVALID_DATA);
+    // More than three buffers without a history.
+    folder files = recorder_folder(11);
+    files["rec.7.cbuf.z"] = files["rec.3.cbuf.z"];
+    files.erase("rec.state");
+    restore(files);
+    report_holder report;
+    EXPECT_EQ(recover_and_report(&report), KOR_ERR_INVALID_DATA);
+    EXPECT_EQ(report, nullptr);
+    EXPECT_EQ(read_folder(), files);
+}
+
+// --- leftovers ---
+
+TEST_F(KorRecover, SetsAsideRecordsThatBelongNowhere)
+{
+    // What an older recorder of the same name left: earlier times.
+    folder older = recorder_folder(11);
+    folder files;
+    {
+        for (const std::string &name : list_folder())
+            std::filesystem::remove(name);
+        const kor_holder kor(kor_create("rec", 4, 2));
+        record(kor.get(), 100, 103);
+    }
+    files = read_folder();
+    files["rec.2.cbuf.z"] = older["rec.2.cbuf.z"];
+    files["rec.3.cbuf.z"] = older["rec.3.cbuf.z"];
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(report->state, KOR_ZCF_STATE_C00);
+    EXPECT_EQ(report->next_file_number, 4u);
+    EXPECT_EQ(entry_of(report, "rec.2.cbuf.z")->action, KOR_RECOVERY_ORPHANED);
+    EXPECT_EQ(read_file("rec.2.cbuf.z.orphan"), older["rec.2.cbuf.z"]);
+    EXPECT_EQ(read_file("rec.3.cbuf.z.orphan"), older["rec.3.cbuf.z"]);
+    EXPECT_FALSE(file_exists("rec.2.cbuf.z"));
+    expect_recovered();
+}
+
+TEST_F(KorRecover, SetsAsideFilesOfOtherParameters)
+{
+    {
+        const kor_holder kor(kor_create("rec", 8, 4));
+        record(kor.get(), 0, 12);
+    }
+    const std::string other = read_file("rec.2.cbuf.z");
+    folder files = recorder_folder(3);
+    files["rec.2.cbuf.z"] = other;
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(report->num_cb_samples, 4u);
+    EXPECT_EQ(read_file("rec.2.cbuf.z.orphan"), other);
+}
+
+TEST_F(KorRecover, NeverOverwritesWhatWasSetAsideBefore)
+{
+    folder older = recorder_folder(7);
+    folder files = recorder_folder(3);
+    files["rec.2.cbuf.z"] = older["rec.2.cbuf.z"];
+    files["rec.2.cbuf.z"].pop_back();
+    files["rec.2.cbuf.z.orphan"] = "first";
+    files["rec.2.cbuf.z.orphan.2"] = "second";
+    restore(files);
+    ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(read_file("rec.2.cbuf.z.orphan"), "first");
+    EXPECT_EQ(read_file("rec.2.cbuf.z.orphan.2"), "second");
+    EXPECT_EQ(read_file("rec.2.cbuf.z.orphan.3"), files["rec.2.cbuf.z"]);
+}
+
+TEST_F(KorRecover, RemovesOnlyWhatIsProvenFolded)
+{
+    folder before = recorder_folder(12);
+    folder files = recorder_folder(14);
+    files["rec.1.cbuf.z"] = before["rec.1.cbuf.z"];
+    // As the other source, but one reading is another.
+    std::string content;
+    restore(before);
+    for (const std::string &stream : inflate_streams("rec.2.cbuf.z"))
+        content += deflate_stream(stream.size() == 26 && stream.back() == 0
+                                      ? with(stream, 25, std::string(1, '\1'))
+                                      : stream);
+    ASSERT_NE(content, before["rec.2.cbuf.z"]);
+    files["rec.2.cbuf.z"] = content;
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(entry_of(report, "rec.1.cbuf.z")->action, KOR_RECOVERY_REMOVED);
+    EXPECT_EQ(entry_of(report, "rec.2.cbuf.z")->action, KOR_RECOVERY_ORPHANED);
+    EXPECT_FALSE(file_exists("rec.1.cbuf.z"));
+    EXPECT_EQ(read_file("rec.2.cbuf.z.orphan"), content);
+}
+
+TEST_F(KorRecover, LeavesFilesOfOtherNamesAlone)
+{
+    folder files = recorder_folder(15);
+    for (const char *name :
+         {"rec", "rec2.1.cbuf.z", "rec.01.cbuf.z", "rec.0.cbuf.z",
+          "rec.4294967296.cbuf.z", "rec.-1.cbuf.z", "rec.1.cbuf.zz",
+          "rec.1.cbuf", "xrec.1.cbuf.z", "rec.cbuf.z", "other.kor-tmp",
+          "rec.9.cbuf.z.kor-tmp.old"})
+        files[name] = "not mine";
+    files["rec.state"].pop_back();
+    restore(files);
+    ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    std::erase_if(files, [](const auto &f) { return f.second != "not mine"; });
+    for (const auto &[name, content] : files)
+        EXPECT_EQ(read_file(name), content) << name;
+}
+
+TEST_F(KorRecover, RemovesTheTemporariesOfAnEarlierRecovery)
+{
+    folder files = recorder_folder(15);
+    folder littered = files;
+    littered["rec.state.kor-tmp"] = "half";
+    littered["rec.5.cbuf.z.kor-tmp"] = "half";
+    restore(littered);
+    EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(read_folder(), files);
+}
+
+// --- the state file leads nowhere else ---
+
+TEST_F(KorRecover, TouchesNoFileThatADamagedStateFileNames)
+{
+    std::filesystem::create_directory("elsewhere");
+    folder files = recorder_folder(3);
+    std::filesystem::create_directory("elsewhere");
+    const std::string secret = read_file("rec.1.cbuf.z") + "torn";
+    for (const std::string name : {"elsewhere/x.1.cbuf.z", "elsewhere/passwd",
+                                   "elsewhere/rec.1.cbuf.z"}) {
+        restore(files);
+        std::filesystem::create_directory("elsewhere");
+        write_file(name, secret);
+        std::string state = files["rec.state"];
+        state.resize(state.size() - 16);
+        write_file(
+            "rec.state",
+            state + stored_count(static_cast<uint32_t>(name.size())) + name);
+        EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED) << name;
+        EXPECT_EQ(read_file(name), secret);
+        EXPECT_EQ(list_folder("elsewhere").size(), 1u);
+        EXPECT_EQ(read_file("rec.state"), files["rec.state"]);
+    }
+}
+
+TEST_F(KorRecover, KeepsTheSpellingOfTheBaseNameThatLeadsToTheSameFiles)
+{
+    const folder files = recorder_folder(15);
+    const std::string absolute =
+        (std::filesystem::current_path() / "rec").string();
+    EXPECT_EQ(kor_recover(absolute.c_str()), KOR_RECOVER_UNCHANGED);
+    EXPECT_EQ(read_folder(), files);
+    // From another folder the stored names lead nowhere.
+    std::filesystem::create_directory("below");
+    std::filesystem::current_path("below");
+    EXPECT_EQ(kor_recover("../rec"), KOR_RECOVER_REPAIRED);
+    const kor_holder kor(kor_open("../rec"));
+    ASSERT_NE(kor, nullptr);
+    EXPECT_GT(kor_get_restore_result(kor.get()), 0);
+    std::filesystem::current_path("..");
+}
+
+// --- files that the recorder could never fold ---
+
+TEST_F(KorRecover, PutsNamesInFrontOfAnEventThatCameFirst)
+{
+    {
+        const kor_holder kor(kor_create("rec", 4, 2));
+        ASSERT_EQ(kor_write_event(kor.get(), recorded_event(1).get()), 0);
+        record(kor.get(), 0, 2);
+    }
+    const std::vector<std::string> before = record_strings(records_of(play()));
+    ASSERT_EQ(before.size(), 4u);
+    EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(records_in_files(), before);
+    expect_recovered();
+    expect_recorder_goes_on(2);
+}
+
+TEST_F(KorRecover, NamesValuesOfAnotherWidthBehindALostNamesRecord)
+{
+    const std::string three = bytes(
+        "00 00 00 02 01 01 45 98 4f 03 00 00 00 00 00 00 00 03"
+        "42 39 00 00 42 39 00 00 42 39 00 00");
+    write_streams("rec.1.cbuf.z",
+                  {current_header(4) + stored_names + stored_sample_0, three,
+                   stored_sample_1});
+    const std::vector<std::string> before = record_strings(records_of(play()));
+    ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(records_in_files(), before);
+    const std::vector<played> after = records_of(play());
+    ASSERT_EQ(after.size(), 3u);
+    EXPECT_EQ(after[1].names,
+              (std::vector<std::string>{"sensor 1", "sensor 2", "sensor 3"}));
+    EXPECT_EQ(after[2].names, two_sensors);
+    expect_recovered();
+    expect_recorder_goes_on(3);
+}
+
+TEST_F(KorRecover, NamesAHistoryWhoseNamesAreLostAfterTheBuffers)
+{
+    // Vectors 0..7 of this recorder have two sensors throughout.
+    folder files;
+    {
+        const kor_holder kor(kor_create("rec", 4, 2));
+        for (int i = 0; i < 15; ++i) {
+            const vector_holder v =
+                vector_of(two_sensors, at(10 * i), {1.0 * i, 2.0 * i});
+            ASSERT_EQ(kor_write_telemetry_vector(kor.get(), v.get()), 0);
+        }
+    }
+    const std::vector<played> before = records_of(play());
+    files = read_folder();
+    files["rec.4.hbuf.z"][20] ^= 0x20;
+    restore(files);
+    ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    const std::vector<played> after = records_of(play());
+    ASSERT_EQ(after.size(), before.size());
+    EXPECT_EQ(after[0].record(), before[1].record());
+    EXPECT_EQ(after[0].names, before[1].names);
+    EXPECT_EQ(after[0].names,
+              (std::vector<std::string>{"DISK0 READ", "CPU0 Temp"}));
+}
+
+TEST_F(KorRecover, KeepsRecordsWhoseChecksumWasNotWritten)
+{
+    // A stream that was cut in its checksum, and written on behind.
+    const std::string first =
+        deflate_stream(current_header(4) + stored_names + stored_sample_0);
+    const std::string cut = deflate_stream(stored_event);
+    const std::string last = deflate_stream(stored_sample_1);
+    for (size_t missing = 1; missing <= 4; ++missing) {
+        write_file("rec.1.cbuf.z",
+                   first + cut.substr(0, cut.size() - missing) + last);
+        std::filesystem::remove("rec.state");
+        ASSERT_EQ(records_of(play()).size(), 3u);
+        ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(records_of(play()).size(), 3u);
+        EXPECT_EQ(inflate_file("rec.1.cbuf.z"),
+                  current_header(4) + stored_names + stored_sample_0 +
+                      stored_event + stored_sample_1);
+    }
+}
+
+TEST_F(KorRecover, ReturnsTheCodeOfWhatItCannotDo)
+{
+    EXPECT_EQ(kor_recover("no/such/folder/rec"), KOR_ERR_CANNOT_OPEN);
+    EXPECT_EQ(kor_recover("rec"), KOR_ERR_END_OF_STREAM);
+    EXPECT_EQ(kor_recover(std::string(2000, 'x').c_str()), KOR_ERR_CANNOT_OPEN);
+    EXPECT_EQ(kor_recover("folder/"), KOR_ERR_CANNOT_OPEN);
+    recorder_folder(3);
+    std::filesystem::remove("rec.1.cbuf.z");
+    std::filesystem::create_directory("rec.1.cbuf.z");
+    EXPECT_EQ(kor_recover("rec"), KOR_ERR_CANNOT_OPEN);
+}
+
+TEST(KorRecoverDeathTest, AssertsItsPreconditions)
+{
+    struct kor_recovery_report *none = nullptr;
+    EXPECT_ABORTS(kor_recover(nullptr), "filename != NULL");
+    EXPECT_ABORTS(kor_recover(""), "filename[0] != 0");
+    EXPECT_ABORTS(kor_recover_with(nullptr, 4, 2), "filename != NULL");
+    EXPECT_ABORTS(kor_recovery_report_destroy(nullptr), "report != NULL");
+    EXPECT_ABORTS(kor_recovery_report_destroy(&none), "*report != NULL");
+}
+
+}  // namespace
