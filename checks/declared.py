@@ -6,7 +6,7 @@ import sys
 
 COMMENT = re.compile(r"/\*.*?\*/", re.S)
 POINTER = re.compile(r"\(\*\w+\)\([^)]*\)")
-FUNCTION = re.compile(r"\b(\w+)\([^;{}]*\);")
+FUNCTION = re.compile(r"\b(?!KOR_STRUCT\b)(\w+)\([^;{}]*\);")
 DATA = re.compile(r"^extern [^;(]*?\b(\w+);", re.M)
 MACRO = re.compile(r"^#.*(?:\\\n.*)*", re.M)
 
