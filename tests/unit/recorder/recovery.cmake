@@ -1,5 +1,7 @@
 kor_test(recovery_test
   SOURCES
+    buffer_scan_test.cpp
+    fold_proof_test.cpp
     kor_playback_test.cpp
     kor_recover_test.cpp
     kor_resume_test.cpp
