@@ -188,6 +188,22 @@ void settle_parameters(vela::recorder_findings *findings) noexcept
     if (findings->num_hb_intervals == 0) findings->num_hb_intervals = 1;
 }
 
+// What the state file names is removed only after the state has moved on: a
+// closed file that is not there any more is a loss to be told, even where a
+// recovery would go on without it.
+int add_lost_files(kor_playback &p, const vela::folder_listing &listing,
+                   const vela::live_set &live) noexcept
+{
+    const vela::stored_state &s = p.stored.state;
+    int result = KOR_OK;
+    for (uint32_t i = 0; s.complete && i + 1 < s.nfiles(); ++i) {
+        const vela::buffer_id &id = s.files[i];
+        const bool is_told = live.holds(id) || listing.find(id) != nullptr;
+        if (!is_told && result >= 0) result = add_buffer(p, id);
+    }
+    return result;
+}
+
 // Plays what a recovery would make live.
 int add_recoverable_files(kor_playback &p) noexcept
 {
@@ -204,6 +220,7 @@ int add_recoverable_files(kor_playback &p) noexcept
         return add_all_files(p, findings->listing);
     if (result < 0) return result;
     p.info.state = live.state;
+    result = add_lost_files(p, findings->listing, live);
     for (uint32_t i = 0; i < live.nfiles() && result >= 0; ++i)
         if (live.files[i].found != nullptr || p.stored.state.complete)
             result = add_buffer(p, live.files[i].id);

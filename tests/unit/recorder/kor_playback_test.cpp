@@ -283,6 +283,18 @@ TEST_F(KorPlayback, ReportsAMissingFileAsDamage)
     EXPECT_EQ(file.size, 0u);
 }
 
+TEST_F(KorPlayback, ReportsAMissingHistoryThoughRecoveryGoesOnWithoutIt)
+{
+    recorder_folder(15);
+    std::filesystem::remove("rec.4.hbuf.z");
+    const std::vector<played> items = play();
+    const std::vector<played> damage = damage_of(items);
+    ASSERT_EQ(damage.size(), 1u);
+    EXPECT_EQ(damage[0].file, "rec.4.hbuf.z");
+    EXPECT_EQ(damage[0].length, 0u);
+    EXPECT_EQ(items.back().file, "rec.5.cbuf.z");
+}
+
 TEST_F(KorPlayback, NamesReadingsWhoseNamesAreLost)
 {
     // Of its own file, or else of the next, or else by number.
