@@ -72,7 +72,7 @@ private:
 // history is older than the history.
 bool are_in_order(const vela::stored_state &s) noexcept
 {
-    uint32_t order[vela::max_live_files];
+    uint32_t order[vela::max_live_files] = {};
     const uint32_t n = s.nfiles();
     for (uint32_t i = 0; i < n; ++i) order[i] = s.files[i].number;
     if (s.state == KOR_ZCF_STATE_HCC) std::swap(order[0], order[1]);
