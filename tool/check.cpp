@@ -1,6 +1,7 @@
 // check.cpp: kor check: verifies the files, changing nothing.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -146,7 +147,9 @@ void examination::check_set()
 {
     const bool history = all_.info.state == KOR_ZCF_STATE_HCC;
     const size_t expected = history ? 3 : all_.info.state;
-    if (all_.files.size() != expected) {
+    const bool missing = std::any_of(all_.files.begin(), all_.files.end(),
+                                     [](const auto &f) { return f.missing; });
+    if (!missing && all_.files.size() != expected) {
         add(name_,
             fmt::format("{} files, where state {} has {}", all_.files.size(),
                         state_name(all_.info.state), expected));
