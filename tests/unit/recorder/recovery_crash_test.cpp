@@ -190,7 +190,8 @@ const std::vector<int> transitions = {4, 8, 12, 16, 20};
 TEST_F(CrashedRecorder, LosesNothingAtAnyPointOfATransition)
 {
     for (const int full : transitions) add_transition(full);
-    for (const moment &m : moments_) {
+    for (size_t i = 0; i < moments_.size(); i += stride) {
+        const moment &m = moments_[i];
         SCOPED_TRACE(std::to_string(m.nvectors) + " vectors, " + m.name);
         restore(m.files);
         expect_all_vectors_once(m);

@@ -29,6 +29,12 @@ bool is_in_counter(size_t at)
 class DamagedRecorder : public InScratchFolder,
                         public testing::WithParamInterface<int> {
 protected:
+    // In every third case; all of them lead to the same few states.
+    void expect_it_goes_on()
+    {
+        if (cases_++ % 3 == 0) expect_recorder_goes_on(GetParam());
+    }
+
     void SetUp() override
     {
         intact_ = recorder_folder(GetParam());
@@ -56,7 +62,7 @@ protected:
                   expected);
         if (expected.size() < records_.size()) expect_loss_named(*report, w);
         expect_recovered();
-        expect_recorder_goes_on(GetParam());
+        expect_it_goes_on();
     }
 
     static void expect_loss_named(const kor_recovery_report &report,
@@ -82,13 +88,14 @@ protected:
 
     folder intact_;
     std::vector<played> records_;
+    int cases_ = 0;
 };
 
 TEST_P(DamagedRecorder, LosesOnlyWhatAFlippedByteTouches)
 {
     for (const std::string &name : buffer_files()) {
         const size_t size = intact_[name].size();
-        for (size_t at = 0; at < size; ++at) {
+        for (size_t at = 0; at < size; at += stride) {
             SCOPED_TRACE(name + " at " + std::to_string(at));
             folder damaged = intact_;
             damaged[name][at] = static_cast<char>(~damaged[name][at]);
@@ -103,7 +110,7 @@ TEST_P(DamagedRecorder, LosesOnlyWhatATruncationCuts)
 {
     for (const std::string &name : buffer_files()) {
         const size_t size = intact_[name].size();
-        for (size_t at = 0; at < size; ++at) {
+        for (size_t at = 0; at < size; at += stride) {
             SCOPED_TRACE(name + " cut to " + std::to_string(at));
             folder damaged = intact_;
             damaged[name].resize(at);
@@ -114,7 +121,7 @@ TEST_P(DamagedRecorder, LosesOnlyWhatATruncationCuts)
             EXPECT_EQ(record_strings(without_padding(records_of(play()))),
                       expected);
             expect_recovered();
-            expect_recorder_goes_on(GetParam());
+            expect_it_goes_on();
             if (HasFailure()) return;
         }
     }
@@ -125,7 +132,7 @@ TEST_P(DamagedRecorder, LosesOnlyWhatAZeroedStretchCovers)
     constexpr size_t stretch = 64;
     for (const std::string &name : buffer_files()) {
         const size_t size = intact_[name].size();
-        for (size_t at = 0; at < size; at += stretch / 2) {
+        for (size_t at = 0; at < size; at += stretch / 2 * stride) {
             SCOPED_TRACE(name + " zeroed at " + std::to_string(at));
             folder damaged = intact_;
             const size_t end = std::min(size, at + stretch);
@@ -152,7 +159,7 @@ TEST_P(DamagedRecorder, LosesOnlyTheRecordsOfAMissingFile)
         EXPECT_EQ(record_strings(without_padding(records_of(play()))),
                   expected);
         expect_recovered();
-        expect_recorder_goes_on(GetParam());
+        expect_it_goes_on();
     }
 }
 
@@ -160,7 +167,7 @@ TEST_P(DamagedRecorder, LosesNothingWithItsStateFile)
 {
     const std::string state = intact_["rec.state"];
     const std::vector<std::string> expected = record_strings(records_);
-    for (size_t at = 0; at < state.size(); ++at) {
+    for (size_t at = 0; at < state.size(); at += stride) {
         std::vector<std::string> versions = {state.substr(0, at)};
         for (int bit = 0; bit < 8; ++bit) {
             versions.push_back(state);
@@ -178,7 +185,7 @@ TEST_P(DamagedRecorder, LosesNothingWithItsStateFile)
             EXPECT_TRUE(!is_harmless || is_in_counter(at));
             EXPECT_EQ(record_strings(records_of(play())), expected);
             expect_recovered();
-            expect_recorder_goes_on(GetParam());
+            expect_it_goes_on();
             if (HasFailure()) return;
         }
     }
@@ -198,7 +205,7 @@ TEST_P(DamagedRecorder, LosesOnlyWhatIsTouchedWithoutAStateFile)
 {
     for (const std::string &name : buffer_files()) {
         const size_t size = intact_[name].size();
-        for (size_t at = 0; at < size; at += 7) {
+        for (size_t at = 0; at < size; at += 7 * stride) {
             SCOPED_TRACE(name + " at " + std::to_string(at));
             folder damaged = intact_;
             damaged.erase("rec.state");

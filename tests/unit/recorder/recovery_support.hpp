@@ -23,6 +23,14 @@ using playback_holder = holder<struct kor_playback, kor_playback_close>;
 using report_holder =
     holder<struct kor_recovery_report, kor_recovery_report_destroy>;
 
+// Every how many places are tried where all could be: emulated processors take
+// a sample.
+#if defined(__x86_64__)
+inline constexpr size_t stride = 1;
+#else
+inline constexpr size_t stride = 17;
+#endif
+
 // --- a small recorder ---
 
 inline constexpr uint32_t samples_per_buffer = 4;    // M
