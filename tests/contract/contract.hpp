@@ -16,11 +16,14 @@
 //     }
 //
 // An ABORTS body runs in a process of its own and must end in that abort,
-// named with that function.  A FAILS body returns the code it got; for
-// functions that return a pointer use last_error_of.  Several provocations of
-// one row are fine: all must succeed.
+// named with that function; what it leaves behind goes with the process.  A
+// FAILS body returns the code it got and cleans up; for functions that return
+// a pointer use last_error_of.  The last error is 0 when it starts.  Several
+// provocations of one row are fine: all must succeed.
 #ifndef KOR_TESTS_CONTRACT_HPP
 #define KOR_TESTS_CONTRACT_HPP
+
+#include <cstdlib>
 
 #include "libkor.h"
 #include "support/support.hpp"
@@ -48,12 +51,52 @@ int last_error_of(const T *made)
     return made != nullptr ? 1 : vela_get_last_error();
 }
 
+// The same, but a result that is not null is destroyed again.
+template <class T>
+int last_error_of(T *made, void (*destroy)(T **))
+{
+    if (made == nullptr) return vela_get_last_error();
+    destroy(&made);
+    return 1;
+}
+
+// What `init` gives for an object, which is destructed again after a success.
+template <class T, class Init>
+int result_of_init(Init init, void (*destruct)(T *))
+{
+    T object;
+    const int result = init(&object);
+    if (result == KOR_OK) destruct(&object);
+    return result;
+}
+
+// A block of null pointers that an array may take over.
+template <class T>
+T **null_pointers(size_t count)
+{
+    return static_cast<T **>(std::calloc(count, sizeof(T *)));
+}
+
 // What `attempt` gives when its n-th allocation fails.
 template <class Attempt>
 int with_failing_allocation(int n, Attempt attempt)
 {
     const test::failing_allocation failing(n);
     return attempt();
+}
+
+// Fails each allocation of `attempt` in turn: -22 if each failure comes back
+// as that, else the first other result.  An attempt that succeeds cleans up.
+template <class Attempt>
+int with_each_allocation_failing(Attempt attempt)
+{
+    for (int n = 0;; ++n) {
+        vela_set_last_error(KOR_OK);
+        const test::failing_allocation failing(n);
+        const int result = attempt();
+        if (!failing.reached()) return n > 0 ? KOR_ERR_NO_MEMORY : result;
+        if (result != KOR_ERR_NO_MEMORY) return result;
+    }
 }
 
 }  // namespace contract
