@@ -129,7 +129,7 @@ TEST_F(BufferFaults, AFullDiskAtAnyByteLosesOnlyWhatWasRefused)
         EXPECT_LE(read_file("c").size(), limit);
         inflate_streams("c");  // nothing but whole streams
         // There is room again.
-        for (const size_t i : {1, 0, 2}) {
+        for (const size_t i : {size_t{1}, size_t{0}, size_t{2}}) {
             EXPECT_EQ(actions[i](cbuf.get()), KOR_OK);
             result.accepted.push_back(actions[i]);
         }
@@ -283,7 +283,8 @@ TEST_F(BufferFaults, NothingIsEverAppendedBehindATornTail)
         }
         ASSERT_EQ(result, 0);
         if (cut != ends[nwhole]) ++torn_but_opened;
-        std::vector<action> kept(taken.begin(), taken.begin() + nwhole);
+        std::vector<action> kept = taken;
+        kept.resize(nwhole);
         kept.push_back(write_vector([] { return sample(5); }));
         EXPECT_EQ(inflate_file("c"), content_after(kept));
     }
