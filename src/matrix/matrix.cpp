@@ -327,26 +327,19 @@ uint32_t matrix_get_type(const struct matrix *m)
     return m->type;
 }
 
-// Replaces a transposed view by a regular matrix of the same elements.
-static matrix_value **_matrix_become_regular(struct matrix *m)
+// New rows that hold the elements of any matrix, or null.
+static matrix_value **copy_rows(const struct matrix *m)
 {
-    KOR_ASSERT(m->matrix != NULL);
-    KOR_ASSERT(m->fn_destroy != NULL);
     matrix_value **const rows = allocate_rows(m->nrows, m->ncols);
     if (rows == nullptr) return nullptr;
     const vela::any_elements<const struct matrix> elements(m);
     for (uint32_t i = 0; i < m->nrows; ++i)
         for (uint32_t j = 0; j < m->ncols; ++j) rows[i][j] = elements.get(i, j);
-    m->fn_destroy(&m->matrix);
-    KOR_ASSERT(m->matrix == NULL);
-    clear_operations(m);
-    m->type = MATRIX_TYPE_REGULAR;
     return rows;
 }
 
 static matrix_value **_matrix_get_row_pointers(struct matrix *m)
 {
-    if (m->type == MATRIX_TYPE_TRANSPOSED) return _matrix_become_regular(m);
     if (m->type == MATRIX_TYPE_TELEMETRY) {
         auto *const tmatrix =
             static_cast<struct telemetry_matrix_body *>(m->matrix);
@@ -354,8 +347,18 @@ static matrix_value **_matrix_get_row_pointers(struct matrix *m)
         KOR_ASSERT(tmatrix->matrix != NULL);
         return matrix_enable_direct_access(tmatrix->matrix);
     }
-    KOR_ASSERT(0);
-    return nullptr;
+    if (m->type != MATRIX_TYPE_TRANSPOSED) KOR_ASSERT(0);
+
+    // Part of the interface: a view becomes a regular matrix for good.
+    KOR_ASSERT(m->matrix != NULL);
+    KOR_ASSERT(m->fn_destroy != NULL);
+    matrix_value **const rows = copy_rows(m);
+    if (rows == nullptr) return nullptr;
+    m->fn_destroy(&m->matrix);
+    KOR_ASSERT(m->matrix == NULL);
+    clear_operations(m);
+    m->type = MATRIX_TYPE_REGULAR;
+    return rows;
 }
 
 matrix_value **matrix_enable_direct_access(struct matrix *m)

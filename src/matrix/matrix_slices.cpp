@@ -12,24 +12,21 @@
 #include "matrix/elements.hpp"
 #include "matrix/kinds.hpp"
 
-// A matrix of the kind of `m` around an inner object, which it takes over, or
-// null when that has failed.
-static struct matrix *wrap_slice(const struct matrix *m, struct matrix *slice,
-                                 void *inner, uint32_t nrows, uint32_t ncols)
+// A matrix of the kind of `m` around the inner object that `make_inner` gives,
+// or null when either has failed.
+template <class MakeInner>
+static struct matrix *create_slice(const struct matrix *m, uint32_t nrows,
+                                   uint32_t ncols, MakeInner make_inner)
 {
-    vela::heap<struct matrix> storage(slice);
+    vela::heap<struct matrix> slice(
+        static_cast<struct matrix *>(std::malloc(sizeof(struct matrix))));
+    if (!slice) return vela::fail(KOR_ERR_NO_MEMORY);
+    void *const inner = make_inner();
     if (inner == nullptr) return nullptr;
-    _matrix_init(slice, m->type, nrows, ncols);
+    _matrix_init(slice.get(), m->type, nrows, ncols);
     slice->matrix = inner;
-    _matrix_copy_metadata(m, slice);
-    return storage.release();
-}
-
-static struct matrix *allocate_slice()
-{
-    auto *const slice =
-        static_cast<struct matrix *>(std::malloc(sizeof(struct matrix)));
-    return slice != nullptr ? slice : vela::fail(KOR_ERR_NO_MEMORY);
+    _matrix_copy_metadata(m, slice.get());
+    return slice.release();
 }
 
 struct matrix *matrix_get_columns(const struct matrix *m,
@@ -46,11 +43,11 @@ struct matrix *matrix_get_columns(const struct matrix *m,
     if (m->type != MATRIX_TYPE_REGULAR) {
         KOR_ASSERT(m->matrix != NULL);
         KOR_ASSERT(m->fn_get_col_slice != NULL);
-        struct matrix *const slice = allocate_slice();
-        if (slice == nullptr) return nullptr;
-        void *const inner =
-            m->fn_get_col_slice(m->matrix, col_indices, nindices);
-        return wrap_slice(m, slice, inner, m->nrows, nindices);
+        struct matrix *const slice = create_slice(m, m->nrows, nindices, [=] {
+            return m->fn_get_col_slice(m->matrix, col_indices, nindices);
+        });
+        if (slice == nullptr) KOR_ASSERT(vela_get_last_error() < 0);
+        return slice;
     }
 
     for (uint32_t k = 0; k < nindices; ++k) {
@@ -78,11 +75,11 @@ struct matrix *matrix_get_rows(const struct matrix *m,
     if (m->type != MATRIX_TYPE_REGULAR) {
         KOR_ASSERT(m->matrix != NULL);
         KOR_ASSERT(m->fn_get_row_slice != NULL);
-        struct matrix *const slice = allocate_slice();
-        if (slice == nullptr) return nullptr;
-        void *const inner =
-            m->fn_get_row_slice(m->matrix, row_indices, nindices);
-        return wrap_slice(m, slice, inner, nindices, m->ncols);
+        struct matrix *const slice = create_slice(m, nindices, m->ncols, [=] {
+            return m->fn_get_row_slice(m->matrix, row_indices, nindices);
+        });
+        if (slice == nullptr) KOR_ASSERT(vela_get_last_error() < 0);
+        return slice;
     }
 
     for (uint32_t k = 0; k < nindices; ++k) {

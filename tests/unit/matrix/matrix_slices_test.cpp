@@ -197,53 +197,78 @@ TEST(MatrixSlicesDeathTest, SlicesCheckTheirArguments)
     std::vector<test::abort_in> rows;
     const auto add = [&](const char *function, auto slice, auto indices,
                          auto slot, auto bound) {
-        rows.insert(rows.end(),
-                    {{function, "m != NULL",
-                      [=] {
-                          slice(nullptr, zero, 1);
-                      }},
-                     {function, "m->type > 0",
-                      [=] {
-                          slice(matrix_create_null(), zero, 1);
-                      }},
-                     {function, "m->nrows > 0",
-                      [=] {
-                          slice(broken([](auto *m) { m->nrows = 0; }), zero, 1);
-                      }},
-                     {function, "m->ncols > 0",
-                      [=] {
-                          slice(broken([](auto *m) { m->ncols = 0; }), zero, 1);
-                      }},
-                     {function, indices,
-                      [=] {
-                          slice(plain(), nullptr, 1);
-                      }},
-                     {function, "nindices > 0",
-                      [=] {
-                          slice(plain(), zero, 0);
-                      }},
-                     {function, "m->matrix != NULL",
-                      [=] {
-                          slice(broken([](auto *m) { m->matrix = NULL; }), zero,
-                                1);
-                      }},
-                     {function, slot,
-                      [=] {
-                          slice(broken([](auto *m) {
-                                    m->fn_get_col_slice = NULL;
-                                    m->fn_get_row_slice = NULL;
-                                }),
-                                zero, 1);
-                      }},
-                     {function, bound, [=] {
-                          slice(plain(), beyond, 2);
-                      }}});
+        rows.insert(
+            rows.end(),
+            {{function, "m != NULL",
+              [=] {
+                  slice(nullptr, zero, 1);
+              }},
+             {function, "m->version == MATRIX_VERSION",
+              [=] {
+                  slice(broken([](auto *m) { m->version = 9; }), zero, 1);
+              }},
+             {function, "m->type > 0",
+              [=] {
+                  slice(matrix_create_null(), zero, 1);
+              }},
+             {function, "m->nrows > 0",
+              [=] {
+                  slice(broken([](auto *m) { m->nrows = 0; }), zero, 1);
+              }},
+             {function, "m->ncols > 0",
+              [=] {
+                  slice(broken([](auto *m) { m->ncols = 0; }), zero, 1);
+              }},
+             {function, indices,
+              [=] {
+                  slice(plain(), nullptr, 1);
+              }},
+             {function, "nindices > 0",
+              [=] {
+                  slice(plain(), zero, 0);
+              }},
+             {function, "m->matrix != NULL",
+              [=] {
+                  slice(broken([](auto *m) { m->matrix = NULL; }), zero, 1);
+              }},
+             {function, slot,
+              [=] {
+                  slice(broken([](auto *m) {
+                            m->fn_get_col_slice = NULL;
+                            m->fn_get_row_slice = NULL;
+                        }),
+                        zero, 1);
+              }},
+             {function, bound, [=] {
+                  slice(plain(), beyond, 2);
+              }}});
     };
     add("matrix_get_columns", matrix_get_columns, "col_indices != NULL",
         "m->fn_get_col_slice != NULL", "j < m->ncols");
     add("matrix_get_rows", matrix_get_rows, "row_indices != NULL",
         "m->fn_get_row_slice != NULL", "i < m->nrows");
     test::expect_aborts(rows);
+}
+
+TEST(MatrixSlicesDeathTest, AKindThatFailsMustSayWhy)
+{
+    const auto without_reason = [](auto slice) {
+        struct matrix *const m = broken([](auto *view) {
+            view->fn_get_col_slice = [](void *, const uint32_t *, uint32_t) {
+                return static_cast<void *>(NULL);
+            };
+            view->fn_get_row_slice = view->fn_get_col_slice;
+        });
+        vela_set_last_error(0);
+        slice(m, zero, 1);
+    };
+    test::expect_aborts({{"matrix_get_columns", "vela_get_last_error() < 0",
+                          [=] {
+                              without_reason(matrix_get_columns);
+                          }},
+                         {"matrix_get_rows", "vela_get_last_error() < 0", [=] {
+                              without_reason(matrix_get_rows);
+                          }}});
 }
 
 TEST(MatrixSlicesDeathTest, SettersCheckTheirArguments)
@@ -254,48 +279,52 @@ TEST(MatrixSlicesDeathTest, SettersCheckTheirArguments)
         const auto square = [] {
             return matrix_create(2, 2);
         };
-        rows.insert(rows.end(), {{function, "m != NULL",
-                                  [=] {
-                                      set(nullptr, plain(), zero);
-                                  }},
-                                 {function, "m->type > 0",
-                                  [=] {
-                                      set(matrix_create_null(), plain(), zero);
-                                  }},
-                                 {function, "m->nrows > 0",
-                                  [=] {
-                                      set(broken([](auto *m) { m->nrows = 0; }),
-                                          square(), zero);
-                                  }},
-                                 {function, "m->ncols > 0",
-                                  [=] {
-                                      set(broken([](auto *m) { m->ncols = 0; }),
-                                          square(), zero);
-                                  }},
-                                 {function, "vals != NULL",
-                                  [=] {
-                                      set(square(), nullptr, zero);
-                                  }},
-                                 {function, shape,
-                                  [=] {
-                                      set(square(), plain(), zero);
-                                  }},
-                                 {function, indices,
-                                  [=] {
-                                      set(square(), square(), nullptr);
-                                  }},
-                                 {function, bound,
-                                  [=] {
-                                      set(square(), square(), beyond);
-                                  }},
-                                 {function, slot, [=] {
-                                      static const uint32_t both[] = {0, 1};
-                                      set(broken([](auto *m) {
-                                              m->fn_set_columns = NULL;
-                                              m->fn_set_rows = NULL;
-                                          }),
-                                          square(), both);
-                                  }}});
+        rows.insert(
+            rows.end(),
+            {{function, "m != NULL",
+              [=] {
+                  set(nullptr, plain(), zero);
+              }},
+             {function, "m->version == MATRIX_VERSION",
+              [=] {
+                  set(broken([](auto *m) { m->version = 9; }), square(), zero);
+              }},
+             {function, "m->type > 0",
+              [=] {
+                  set(matrix_create_null(), plain(), zero);
+              }},
+             {function, "m->nrows > 0",
+              [=] {
+                  set(broken([](auto *m) { m->nrows = 0; }), square(), zero);
+              }},
+             {function, "m->ncols > 0",
+              [=] {
+                  set(broken([](auto *m) { m->ncols = 0; }), square(), zero);
+              }},
+             {function, "vals != NULL",
+              [=] {
+                  set(square(), nullptr, zero);
+              }},
+             {function, shape,
+              [=] {
+                  set(square(), plain(), zero);
+              }},
+             {function, indices,
+              [=] {
+                  set(square(), square(), nullptr);
+              }},
+             {function, bound,
+              [=] {
+                  set(square(), square(), beyond);
+              }},
+             {function, slot, [=] {
+                  static const uint32_t both[] = {0, 1};
+                  set(broken([](auto *m) {
+                          m->fn_set_columns = NULL;
+                          m->fn_set_rows = NULL;
+                      }),
+                      square(), both);
+              }}});
     };
     add("matrix_set_columns", matrix_set_columns, "m->nrows == vals->nrows",
         "col_indices != NULL", "m->fn_set_columns != NULL", "j < m->ncols");

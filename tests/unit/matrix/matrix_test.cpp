@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "matrix_ops.h"
 #include "matrix_support.hpp"
 #include "reference.hpp"
 
@@ -263,6 +264,9 @@ TEST(Matrix, LoopsAskAForeignKindToo)
     EXPECT_EQ(matrix_norm_inf(&m), 33.0);
     const matrix_ptr view(transposed_matrix_create(&m));
     EXPECT_EQ(matrix_norm_inf(view.get()), 14.0);
+    matrix_clear(&m);
+    EXPECT_EQ(inner.i, 1u);
+    EXPECT_EQ(inner.j, 2u);
     transposed_matrix_detach_original_matrix(view.get());
 }
 
@@ -709,6 +713,19 @@ TEST(MatrixDeathTest, CopiesCheckTheirSource)
     test::expect_aborts(rows);
 }
 
+TEST(MatrixDeathTest, AKindThatFailsMustSayWhy)
+{
+    test::expect_aborts({{"matrix_copy", "vela_get_last_error() < 0", [] {
+                              struct matrix *const m = broken([](auto *view) {
+                                  view->fn_copy = [](void *) {
+                                      return static_cast<void *>(NULL);
+                                  };
+                              });
+                              vela_set_last_error(0);
+                              matrix_copy(m);
+                          }}});
+}
+
 TEST(MatrixDeathTest, LikeOfTelemetryAbortsWithoutMemory)
 {
     test::expect_aborts(
@@ -921,17 +938,17 @@ TEST(MatrixDeathTest, DirectAccessChecksTheObject)
          [] {
              matrix_enable_direct_access(broken([](auto *m) { m->type = 4; }));
          }},
-        {"_matrix_become_regular", "m->matrix != NULL",
+        {"_matrix_get_row_pointers", "m->matrix != NULL",
          [] {
              matrix_enable_direct_access(
                  broken([](auto *m) { m->matrix = NULL; }));
          }},
-        {"_matrix_become_regular", "m->fn_destroy != NULL",
+        {"_matrix_get_row_pointers", "m->fn_destroy != NULL",
          [] {
              matrix_enable_direct_access(
                  broken([](auto *m) { m->fn_destroy = NULL; }));
          }},
-        {"_matrix_become_regular", "m->matrix == NULL",
+        {"_matrix_get_row_pointers", "m->matrix == NULL",
          [] {
              matrix_enable_direct_access(broken([](auto *m) {
                  m->fn_destroy = [](void **) {
