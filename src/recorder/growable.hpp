@@ -36,8 +36,9 @@ public:
     // False when out of memory; the array is then as it was.
     [[nodiscard]] bool append(const T *items, size_t count) noexcept
     {
+        if (count == 0) return true;  // `items` may be null then
         T *const room = extend(count);
-        if (room == nullptr) return count == 0;
+        if (room == nullptr) return false;
         std::memcpy(room, items, count * sizeof(T));
         return true;
     }
