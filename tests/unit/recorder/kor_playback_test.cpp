@@ -46,10 +46,11 @@ TEST_F(KorPlayback, GivesTheHistoryBeforeTheSamples)
     recorder_folder(15);
     const std::vector<played> records = records_of(play());
     ASSERT_GE(records.size(), 5u);
-    for (int i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < 4; ++i) {
+        const auto seconds = static_cast<int32_t>(20 * i);
         EXPECT_EQ(records[i].kind, KOR_PLAYBACK_INTERVAL);
-        EXPECT_EQ(records[i].start, at(20 * i).tv.tv_sec);
-        EXPECT_EQ(records[i].end, at(20 * i + 10).tv.tv_sec);
+        EXPECT_EQ(records[i].start, at(seconds).tv.tv_sec);
+        EXPECT_EQ(records[i].end, at(seconds + 10).tv.tv_sec);
     }
     EXPECT_EQ(records[4].kind, KOR_PLAYBACK_SAMPLE);
 }
