@@ -233,6 +233,31 @@ TEST_F(CrashedRecorder, TakesWhatWasWrittenAfterTwoFailedSaves)
     }
 }
 
+// A save failed, the next one succeeded and removed its own sources: what the
+// first one would have removed looks like the sources of the history.
+TEST_F(CrashedRecorder, DoesNotTakeOlderRemainsForTheSourcesOfAHistory)
+{
+    for (const int full : {12, 16}) {
+        const folder older = recorder_folder(full);
+        folder files = recorder_folder(full + 9);
+        for (const auto &[name, content] : older)
+            if (name != "rec.state") files.insert({name, content});
+        for (auto &[name, content] : files)
+            if (name == (full == 12 ? "rec.9.cbuf.z" : "rec.11.cbuf.z"))
+                content.clear();
+        files.erase(full == 12 ? "rec.3.cbuf.z" : "rec.5.cbuf.z");
+        for (const bool has_state : {true, false}) {
+            if (!has_state) files.erase("rec.state");
+            restore(files);
+            EXPECT_EQ(vectors_held(), first_vectors(full + 8));
+            ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+            EXPECT_EQ(vectors_held(), first_vectors(full + 8));
+            expect_recovered();
+            expect_recorder_goes_on(full + 8);
+        }
+    }
+}
+
 // Attempts that failed left histories and numbers behind.
 TEST_F(CrashedRecorder, RemovesWhatFailedAttemptsLeft)
 {
