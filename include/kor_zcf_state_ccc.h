@@ -22,24 +22,67 @@ struct kor_zcf_state_ccc {
     struct kor_current_buffer *cbuf2; /* open */
 };
 
+/*
+ * Enters the state: makes a new open current buffer beside the closed files.
+ *
+ * cbuf0_filename, cbuf1_filename  copied
+ * cbuf2_filename                  the new file
+ * num_cb_samples                  its capacity, > 0
+ * Returns                         a state, or null with the last error set:
+ *                                 KOR_ERR_NO_MEMORY (-22), or as
+ *                                 kor_current_buffer_create
+ */
 struct kor_zcf_state_ccc *kor_zcf_state_ccc_create(const char *cbuf0_filename,
                                                    const char *cbuf1_filename,
                                                    const char *cbuf2_filename,
                                                    uint32_t num_cb_samples);
+
+/* The names of the files of the state; borrowed. */
 const char *kor_zcf_state_ccc_get_cbuf0_filename(
     const struct kor_zcf_state_ccc *state);
 const char *kor_zcf_state_ccc_get_cbuf1_filename(
     const struct kor_zcf_state_ccc *state);
 const char *kor_zcf_state_ccc_get_cbuf2_filename(
     const struct kor_zcf_state_ccc *state);
+
+/*
+ * Makes a state with nothing in it, to be read into.
+ *
+ * Returns  a state, or null with the last error KOR_ERR_NO_MEMORY (-22)
+ */
 struct kor_zcf_state_ccc *kor_zcf_state_ccc_create_null(void);
+
+/* Closes the open buffer and frees the state. */
 void kor_zcf_state_ccc_destroy(struct kor_zcf_state_ccc **state);
+
+/*
+ * Write to the open buffer.
+ *
+ * Returns  as kor_current_buffer_write_telemetry_vector, KOR_ERR_FULL (-2)
+ *          included, and as kor_current_buffer_write_event
+ */
 int kor_zcf_state_ccc_write_telemetry_vector(struct kor_zcf_state_ccc *state,
                                              struct matrix *vector);
 int kor_zcf_state_ccc_write_event(struct kor_zcf_state_ccc *state,
                                   struct kor_cb_record_event *event);
+
+/*
+ * Writes the version and the file names; the open buffer is known by its name.
+ *
+ * Returns  the bytes written; the writer's code if the version fails; 0 if a
+ *          name cannot be written, which is no failure to the caller
+ */
 int binary_serializer_write_kor_zcf_state_ccc(
     const struct kor_zcf_state_ccc *state, struct writer *writer);
+
+/*
+ * Reads that form into a null state and reopens the open buffer.  What was read
+ * before a failure stays, for kor_zcf_state_ccc_destroy.
+ *
+ * Returns  the bytes read; 0 at the end of the stream; KOR_ERR_WRONG_VERSION
+ *          (-12); the codes of binary_serializer_read_string, and of
+ *          kor_current_buffer_open_for_append
+ */
 int binary_serializer_read_kor_zcf_state_ccc(struct kor_zcf_state_ccc *state,
                                              struct reader *reader);
 

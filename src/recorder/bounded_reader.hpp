@@ -28,9 +28,10 @@ inline struct reader *bounded_reader_create(FILE *fp, uint32_t size) noexcept
                 auto *const file = static_cast<bounded_file *>(state);
                 const size_t nread = std::fread(
                     buf, 1, std::min(len, file->bytes_left), file->fp);
-                file->bytes_left = nread == 0 ? 0
-                                              : file->bytes_left -
-                                                    static_cast<uint32_t>(nread);
+                file->bytes_left =
+                    nread == 0
+                        ? 0
+                        : file->bytes_left - static_cast<uint32_t>(nread);
                 return static_cast<int>(nread);
             },
         .eof =

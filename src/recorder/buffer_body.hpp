@@ -119,8 +119,8 @@ public:
     {
         struct kor_buffer handle;
         Kind::init_handle(&handle, &b);
-        const int nwritten = binary_serializer_write_kor_buffer(&handle,
-                                                                b.writer);
+        const int nwritten =
+            binary_serializer_write_kor_buffer(&handle, b.writer);
         kor_buffer_destruct(&handle);
         return nwritten;
     }
@@ -190,7 +190,8 @@ public:
     {
         // An adopted working set must not be read over in place.
         const bool is_adopted = rec.type == Kind::names_type &&
-                                rec.owns_data == 0 && rec.data == b.*Kind::names;
+                                rec.owns_data == 0 &&
+                                rec.data == b.*Kind::names;
         if (is_adopted) Kind::init_null(&rec);
         const int nread = Kind::read(&rec, b.reader);
         if (nread < 0 && nread != KOR_ERR_END_OF_STREAM)

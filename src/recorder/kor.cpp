@@ -19,6 +19,7 @@
 #include "raw_reader.h"
 #include "raw_writer.h"
 #include "recorder/durable.hpp"
+#include "recorder/durable_files.hpp"
 #include "recorder/guards.hpp"
 #include "recorder/trace.hpp"
 #include "recorder/zcf_state.hpp"
@@ -337,7 +338,8 @@ static int _kor_enter_hcc(struct kor *kor, const char *hbuf_filename,
 static bool _kor_may_remove(const struct kor *kor, bool are_files_durable)
 {
     if (!vela::sync_before_removal) return true;
-    return are_files_durable && vela::sync_folder_of(kor->state_filename);
+    return are_files_durable &&
+           vela::sync_folder(kor->state_filename) == KOR_OK;
 }
 
 static void _kor_remove(const folded_file &file, int message_id)
@@ -618,9 +620,8 @@ int kor_sync(struct kor *kor)
         using functions = functions_of<std::remove_pointer_t<decltype(state)>>;
         struct kor_current_buffer *const cbuf = state->*functions::open_buffer;
         if (cbuf == nullptr) return KOR_OK;
-        const bool is_durable =
-            vela::sync_file(cbuf->fp) && vela::sync_folder_of(cbuf->filename);
-        return is_durable ? KOR_OK : KOR_ERR_INFLATE;
+        return vela::sync_file(cbuf->fp) ? vela::sync_folder(cbuf->filename)
+                                         : KOR_ERR_INFLATE;
     });
 }
 

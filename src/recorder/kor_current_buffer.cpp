@@ -44,11 +44,10 @@ struct kor_current_buffer *kor_current_buffer_create(const char *filename,
 {
     KOR_ASSERT(filename != NULL);
     KOR_ASSERT(max_data_records > 0);
-    sp_trace_printf(
-        vela::trace_file, vela::trace_unit, vela::trace_component,
-        vela::trace_cbuf_create,
-        "kor_current_buffer_create: file='%s', max_data_records=%d", filename,
-        max_data_records);
+    sp_trace_printf(vela::trace_file, vela::trace_unit, vela::trace_component,
+                    vela::trace_cbuf_create,
+                    "kor_current_buffer_create: file='%s', max_data_records=%d",
+                    filename, max_data_records);
     struct kor_current_buffer *cbuf = body::create(filename, max_data_records);
     if (cbuf == nullptr) {
         KOR_ASSERT(vela_get_last_error() < 0);

@@ -157,8 +157,8 @@ int kor_hist_buffer_write_interval(struct kor_hist_buffer *hbuf,
         if (replaced < 0) return replaced;
     }
     struct kor_hb_record_sensor_values values;
-    const int made = kor_hb_record_sensor_values_init(&values, start, end,
-                                                      hvlist, events);
+    const int made =
+        kor_hb_record_sensor_values_init(&values, start, end, hvlist, events);
     if (made < 0) return made;
     const int written = _kor_hb_write_records(hbuf, &values, brings_names);
     kor_hb_record_sensor_values_destruct(&values);
