@@ -85,7 +85,7 @@ struct buffer_file {
     bool settled;         // the file ends at good_end, and so does its position
     bool header_missing;  // neither in the file nor staged for it
     bool names_missing;   // the working set is not in the file
-    bool names_staged;    // the stream in progress holds a names record
+    bool names_staged;    // the stream in progress holds them
 };
 
 template <class Kind>
@@ -220,8 +220,9 @@ public:
         if (length < 0) return KOR_ERR_INFLATE;
         file.good_end = length;
         const int recounted = leave_out_torn_tail(b);
-        file.at_end = recounted == KOR_OK;
-        return recounted;
+        if (recounted < 0) return file.read_failure = recounted;
+        file.at_end = true;
+        return KOR_OK;
     }
 
     // --- writing ---
@@ -229,15 +230,29 @@ public:
     // A reopened buffer is read to its end before its first write.
     static int catch_up(buffer &b) noexcept
     {
-        if (!is_ours(b) || b.reader == nullptr) return KOR_OK;
-        if (file_of(b).at_end) return KOR_OK;
-        return read_to_end(b);
+        buffer_file &file = file_of(b);
+        if (!is_ours(b) || file.at_end) return KOR_OK;
+        if (is_zlib_reader(b.reader)) return read_to_end(b);
+        // Without a reader of our own the file is taken as it stands.
+        const off_t length = file_length(b.fp);
+        if (length < 0) return KOR_ERR_INFLATE;
+        file.good_end = length;
+        file.at_end = true;
+        return KOR_OK;
     }
 
     // Whether the working set must be written whatever the sensors are.
     static bool names_are_missing(const buffer &b) noexcept
     {
-        return file_of(b).names_missing;
+        return is_ours(b) && file_of(b).names_missing;
+    }
+
+    // A new working set, for write_names.
+    static void set_names(buffer &b,
+                          struct kor_cb_record_sensor_names *names) noexcept
+    {
+        b.*Kind::names = names;
+        file_of(b).names_missing = undo_failed_writes;
     }
 
     // Readies the file for the next stream.
@@ -245,6 +260,8 @@ public:
     {
         if (!is_ours(b)) return KOR_OK;
         buffer_file &file = file_of(b);
+        file.unfinished = 0;
+        file.names_staged = false;
         if (!file.settled && !settle(b)) return KOR_ERR_INFLATE;
         if (!file.header_missing) return KOR_OK;
         const int staged = write_header(b);
@@ -284,9 +301,7 @@ public:
         if (flushed < 0) return undo(b, flushed);
         buffer_file &file = file_of(b);
         file.good_end += file.unfinished + flushed;
-        file.unfinished = 0;
         if (file.names_staged) file.names_missing = false;
-        file.names_staged = false;
         return KOR_OK;
     }
 
@@ -294,11 +309,7 @@ public:
     static int undo(buffer &b, int code) noexcept
     {
         if (!is_ours(b) || !undo_failed_writes) return code;
-        buffer_file &file = file_of(b);
         zlib_writer_discard(b.writer);
-        file.unfinished = 0;
-        if (file.names_staged) file.names_missing = true;
-        file.names_staged = false;
         settle(b);
         return code;
     }

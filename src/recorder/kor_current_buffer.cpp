@@ -118,7 +118,7 @@ static int _kor_cb_replace_names(struct kor_current_buffer *cbuf,
         vela::check_names(*telemetry_matrix_get_sensors(vector));
     if (storable < 0) return storable;
     body::drop_names(*cbuf);
-    cbuf->names = kor_cb_record_sensor_names_create(vector);
+    body::set_names(*cbuf, kor_cb_record_sensor_names_create(vector));
     if (cbuf->names != nullptr) return KOR_OK;
     KOR_ASSERT(vela_get_last_error() < 0);
     return vela_get_last_error();

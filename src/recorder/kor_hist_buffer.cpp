@@ -102,8 +102,7 @@ static int _kor_hb_replace_names(struct kor_hist_buffer *hbuf,
                                  struct hist_value_list *hvlist)
 {
     body::drop_names(*hbuf);
-    hbuf->hb_rec_sensors_last =
-        kor_hb_record_sensor_names_create(start, hvlist);
+    body::set_names(*hbuf, kor_hb_record_sensor_names_create(start, hvlist));
     if (hbuf->hb_rec_sensors_last != nullptr) return KOR_OK;
     KOR_ASSERT(vela_get_last_error() < 0);
     return vela_get_last_error();

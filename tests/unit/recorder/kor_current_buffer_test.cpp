@@ -542,6 +542,38 @@ TEST_F(KorCurrentBuffer, NamesThatCouldNotBeWrittenStayTheWorkingSet)
     cbuf->writer = own;
 }
 
+TEST_F(KorCurrentBuffer, ACallersWriterLeavesTheFileAlone)
+{
+    current_holder cbuf = create("c", 8);
+    EXPECT_EQ(write(cbuf, sample(0)), KOR_OK);
+    struct writer *const own = cbuf->writer;
+    memory_writer out;
+    cbuf->writer = out.get();
+    EXPECT_EQ(write(cbuf, sample(1)), KOR_OK);
+    out.fail_after(0, KOR_ERR_INFLATE);
+    EXPECT_EQ(write(cbuf, test::wide_vector(3, at(1))), KOR_ERR_INFLATE);
+    cbuf->writer = own;
+    {
+        const test::file_size_limit full_disk(read_file("c").size());
+        EXPECT_EQ(write(cbuf, sample(1)), KOR_ERR_INFLATE);
+    }
+    EXPECT_EQ(write(cbuf, sample(1)), KOR_OK);
+    cbuf.reset();
+    EXPECT_EQ(inflate_file("c"), current_header(8) + stored_names +
+                                     stored_sample_0 + stored_names_at(1) +
+                                     stored_sample_1);
+}
+
+TEST_F(KorCurrentBuffer, AReopenedBufferWithoutItsReaderGoesOnAtTheEnd)
+{
+    write_golden("c");
+    const std::string before = inflate_file("c");
+    const current_holder cbuf = open_for_read_write("c");
+    reader_destroy(&cbuf->reader);
+    EXPECT_EQ(write(cbuf, sample(1)), KOR_OK);
+    EXPECT_EQ(inflate_file("c"), before + stored_sample_1);
+}
+
 TEST_F(KorCurrentBuffer, ReadsThroughACallersReader)
 {
     write_golden("c");

@@ -418,6 +418,29 @@ TEST_F(KorHistBuffer, EveryAllocationFailureWhileWritingIsClean)
     });
 }
 
+TEST_F(KorHistBuffer, AnAllocationFailureLeavesTheBufferUsable)
+{
+    const list_holder first = interval(0);
+    const list_holder second = interval(2);
+    const struct kor_hb_record_events events = fan_events();
+    for (int failing = 0; failing < 50; ++failing) {
+        hist_holder hbuf = create("h", 4);
+        int result;
+        {
+            const test::failing_allocation fault(failing);
+            result = write(hbuf, first, 0);
+        }
+        if (result == KOR_OK) return;
+        EXPECT_EQ(result, KOR_ERR_NO_MEMORY);
+        EXPECT_EQ(write(hbuf, first, 0), KOR_OK);
+        EXPECT_EQ(write(hbuf, second, 2, &events), KOR_OK);
+        hbuf.reset();
+        EXPECT_EQ(inflate_file("h"),
+                  hist_header(4) + stored_names + stored_first + stored_second);
+    }
+    FAIL() << "writing an interval takes ever more memory";
+}
+
 TEST_F(KorHistBuffer, EveryAllocationFailureWhileReadingIsClean)
 {
     write_streams("h", {hist_header(4) + stored_names + stored_first});
