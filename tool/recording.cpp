@@ -114,6 +114,7 @@ recording::recording(const std::string &base,
 void recording::use_sensors(const std::vector<std::string> &names)
 {
     std::vector<const char *> pointers;
+    pointers.reserve(names.size());
     for (const std::string &name : names) pointers.push_back(name.c_str());
     const auto n = static_cast<uint32_t>(names.size());
     owned<sensor_array_destroy> sensors(

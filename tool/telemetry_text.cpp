@@ -236,8 +236,7 @@ defect telemetry_text::take_header(std::string_view line)
 defect telemetry_text::take_sample(std::string_view line)
 {
     if (defect what = check_bytes(source_, line); !what.empty()) return what;
-    const size_t letter = first_other(line);
-    if (letter != npos && letter < first_letter) {
+    if (first_other(line) < first_letter) {
         return "letters where a time stamp should be";
     }
     if (!has_names_) return "no header before this line";
