@@ -123,9 +123,9 @@ int judge_leftover(const recovery_plan &plan, proven_histories *histories,
     const recorder_findings &f = plan.findings;
     const recorder_file &file = *left->file;
     const bool has_records = holds_records(file.summary);
-    left->is_removed =
-        has_records ? is_source_of_fold(plan.live, plan.repairs[0], file)
-                    : !is_unreadable(file.summary);
+    left->is_removed = has_records
+                           ? is_source_of_fold(plan.live, plan.repairs[0], file)
+                           : !is_unreadable(file.summary);
     if (!has_records || left->is_removed || !fits(f, file)) return KOR_OK;
     int proven = is_folded(f, file, *histories);
     if (proven == 1 && is_hbuf(file) && !histories->append(&file))

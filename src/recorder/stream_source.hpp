@@ -33,7 +33,7 @@ private:
     int fd_ = -1;
     uint64_t start_ = 0;
     uint32_t size_ = 0;
-    unsigned char bytes_[capacity];
+    unsigned char bytes_[capacity] = {};
 };
 
 enum class stream_state {
