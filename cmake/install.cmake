@@ -13,8 +13,17 @@ if(TARGET kor_tool)
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 endif()
 
-configure_file(packaging/libkor.pc.in libkor.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/libkor.pc
+# The prefix is known for certain when it is installed, not before.
+install(CODE "
+  get_filename_component(KOR_PREFIX \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+  set(KOR_LIBDIR [[${CMAKE_INSTALL_LIBDIR}]])
+  set(KOR_INCLUDEDIR [[${CMAKE_INSTALL_INCLUDEDIR}]])
+  set(KOR_DESCRIPTION [[${PROJECT_DESCRIPTION}]])
+  set(KOR_VERSION [[${PROJECT_VERSION}]])
+  configure_file([[${PROJECT_SOURCE_DIR}/packaging/libkor.pc.in]]
+    [[${PROJECT_BINARY_DIR}/libkor.pc]] @ONLY)"
+  COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/libkor.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/libkor)
