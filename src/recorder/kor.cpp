@@ -130,7 +130,9 @@ auto with_state(Kor *kor, Act act)
 // anew.
 static int _kor_check_name_is_free(const struct kor *kor, const char *filename)
 {
-    if (std::strcmp(filename, kor->state_filename) == 0)
+    // One without a state file's name is caught when it is saved.
+    if (kor->state_filename != nullptr &&
+        std::strcmp(filename, kor->state_filename) == 0)
         return KOR_ERR_CANNOT_OPEN;
     if (kor->state == 0) return KOR_OK;
     const bool is_taken = with_state(kor, [filename](auto *state) {
@@ -258,6 +260,14 @@ void install(struct kor *kor, State *kor::*slot, State *object, uint32_t state)
     kor->installed_state = state;
 }
 
+// A full buffer must not vanish by a power cut, name and all: if its
+// neighbours were folded without it, what they hold could not be told from
+// what it had held.
+void keep_names(const struct kor *kor)
+{
+    if (vela::sync_before_removal) vela::sync_folder(kor->state_filename);
+}
+
 }  // namespace
 
 static int _kor_c00_to_cc0(struct kor *kor)
@@ -274,6 +284,7 @@ static int _kor_c00_to_cc0(struct kor *kor)
         cbuf0_filename, cbuf1_filename, kor->num_cb_samples);
     if (cc0 == nullptr) return vela_get_last_error();
     install(kor, &kor::cc0, cc0, KOR_ZCF_STATE_CC0);
+    keep_names(kor);
     return _kor_save(kor);
 }
 
@@ -295,6 +306,7 @@ static int _kor_cc0_to_ccc(struct kor *kor)
         cbuf0_filename, cbuf1_filename, cbuf2_filename, kor->num_cb_samples);
     if (ccc == nullptr) return vela_get_last_error();
     install(kor, &kor::ccc, ccc, KOR_ZCF_STATE_CCC);
+    keep_names(kor);
     return _kor_save(kor);
 }
 

@@ -373,12 +373,21 @@ TEST_F(LifeOfARecorder, NothingIsRemovedBeforeItsReplacementIsOnTheDisk)
 
 TEST_F(LifeOfARecorder, AFullBufferIsOnTheDiskBeforeTheNextIsUsed)
 {
+    const std::string folder =
+        folder_.path().substr(folder_.path().find_last_of('/') + 1);
     const kor_holder kor = create_recorder();
     fill(kor, 0, 4);
     test::file_calls().clear();
     fill(kor, 4, 5);
     EXPECT_THAT(test::file_calls(),
-                ElementsAre("sync rec.1.cbuf.z", "sync rec.state"));
+                ElementsAre("sync rec.1.cbuf.z", "sync " + folder,
+                            "sync rec.state"));
+    fill(kor, 5, 8);
+    test::file_calls().clear();
+    fill(kor, 8, 9);
+    EXPECT_THAT(test::file_calls(),
+                ElementsAre("sync rec.2.cbuf.z", "sync " + folder,
+                            "sync rec.state"));
 }
 
 class UnsyncedFile : public test::InScratchFolder,
