@@ -23,7 +23,8 @@ enum kor_recovery_action {
     KOR_RECOVERY_PADDED = 4,    /* live, filled up with empty records */
     KOR_RECOVERY_CREATED = 5,   /* live, was missing or held nothing */
     KOR_RECOVERY_REMOVED = 6,   /* held nothing, or is proven to be folded */
-    KOR_RECOVERY_ORPHANED = 7   /* renamed to NAME.orphan, content kept */
+    KOR_RECOVERY_ORPHANED = 7,  /* renamed to NAME.orphan, content kept */
+    KOR_RECOVERY_MISSING = 8    /* named by the state file, but not there */
 };
 
 KOR_STRUCT(kor_recovery_file);
@@ -45,7 +46,7 @@ struct kor_recovery_report {
     uint32_t next_file_number;
     uint32_t state_file_rebuilt; /* 1: the state file was wrong or missing */
     uint32_t nfiles;
-    struct kor_recovery_file *files; /* live files first, then leftovers */
+    struct kor_recovery_file *files; /* live, then leftovers, then missing */
 };
 
 /* For kor_recover_report: say what would be done, change nothing. */

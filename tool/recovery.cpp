@@ -36,6 +36,8 @@ std::string_view action_name(uint32_t action)
             return "removed";
         case KOR_RECOVERY_ORPHANED:
             return "orphaned";
+        case KOR_RECOVERY_MISSING:
+            return "missing";
         default:
             return "unknown";
     }
@@ -63,7 +65,8 @@ bool has_losses(const kor_recovery_report &report)
 {
     const std::span files(report.files, report.nfiles);
     return std::any_of(files.begin(), files.end(), [](const auto &f) {
-        return f.bytes_cut > 0 || f.gaps > 0 || f.records_padded > 0;
+        return f.bytes_cut > 0 || f.gaps > 0 || f.records_padded > 0 ||
+               f.action == KOR_RECOVERY_MISSING;
     });
 }
 

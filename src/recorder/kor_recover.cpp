@@ -78,12 +78,29 @@ bool describe_leftovers(const recovery_plan &plan,
     return true;
 }
 
+// What the state file names and nothing has replaced.
+bool describe_missing(const recovery_plan &plan,
+                      struct kor_recovery_report *report) noexcept
+{
+    const vela::stored_state &stored = plan.findings.stored.state;
+    if (!stored.complete) return true;
+    for (uint32_t i = 0; i < stored.nfiles(); ++i) {
+        const vela::buffer_id &id = stored.files[i];
+        if (plan.live.holds(id) || plan.findings.listing.find(id) != nullptr)
+            continue;
+        if (!add_file(plan, id, report)) return false;
+        report->files[report->nfiles - 1].action = KOR_RECOVERY_MISSING;
+    }
+    return true;
+}
+
 struct kor_recovery_report *create_report(const recovery_plan &plan) noexcept
 {
     report_owner report(static_cast<struct kor_recovery_report *>(
         std::calloc(1, sizeof(struct kor_recovery_report))));
     if (!report) return nullptr;
-    const size_t nfiles = plan.live.nfiles() + plan.leftovers.size();
+    const size_t nfiles = plan.live.nfiles() + plan.leftovers.size() +
+                          plan.findings.stored.state.nfiles();
     report->files = static_cast<struct kor_recovery_file *>(
         std::calloc(nfiles, sizeof(struct kor_recovery_file)));
     if (report->files == nullptr) return nullptr;
@@ -93,7 +110,8 @@ struct kor_recovery_report *create_report(const recovery_plan &plan) noexcept
     report->next_file_number = plan.next_file_number;
     report->state_file_rebuilt = plan.is_state_wrong ? 1 : 0;
     const bool described = describe_live_files(plan, report.get()) &&
-                           describe_leftovers(plan, report.get());
+                           describe_leftovers(plan, report.get()) &&
+                           describe_missing(plan, report.get());
     return described ? report.release() : nullptr;
 }
 

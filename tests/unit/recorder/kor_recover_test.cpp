@@ -152,6 +152,32 @@ TEST_F(KorRecover, GoesOnWithTheBuffersWhenTheHistoryIsLost)
     expect_recorder_goes_on(15);
 }
 
+TEST_F(KorRecover, NamesWhatIsMissing)
+{
+    struct row {
+        int samples;
+        const char *missing;
+        uint32_t state_after;
+    };
+    for (const auto &[samples, missing, state_after] :
+         {row{6, "rec.1.cbuf.z", KOR_ZCF_STATE_C00},
+          row{10, "rec.2.cbuf.z", KOR_ZCF_STATE_CC0},
+          row{15, "rec.4.hbuf.z", KOR_ZCF_STATE_CC0}}) {
+        SCOPED_TRACE(missing);
+        folder files = recorder_folder(samples);
+        files.erase(missing);
+        restore(files);
+        report_holder report;
+        ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(report->state, state_after);
+        const auto *entry = entry_of(report, missing);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(entry->action, KOR_RECOVERY_MISSING);
+        EXPECT_EQ(entry->records_kept, 0u);
+        expect_recovered();
+    }
+}
+
 TEST_F(KorRecover, RefusesFilesThatCannotBeOneRecorders)
 {
     // More samples than the capacity in the open buffer.
