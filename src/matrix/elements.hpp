@@ -38,19 +38,23 @@ private:
 };
 
 // Elements of any matrix.  A view is followed to the rows behind it; where
-// there are none, each access goes through the operations of the kind.
+// there are none, or fewer than the view was made for, each access goes through
+// the operations of the kind, which check it.
 template <class Matrix>
 class any_elements {
 public:
-    explicit any_elements(Matrix *m) noexcept : m_(m), rows_(m->values)
+    explicit any_elements(Matrix *m) noexcept : m_(m)
     {
         const struct matrix *behind = m;
-        while (rows_ == nullptr) {
+        while (behind->values == nullptr) {
             behind = viewed_matrix(behind);
             if (behind == nullptr) return;
             swapped_ = !swapped_;
-            rows_ = behind->values;
         }
+        const uint32_t nrows = swapped_ ? m->ncols : m->nrows;
+        const uint32_t ncols = swapped_ ? m->nrows : m->ncols;
+        if (nrows <= behind->nrows && ncols <= behind->ncols)
+            rows_ = behind->values;
     }
     matrix_value get(uint32_t i, uint32_t j) const noexcept
     {
@@ -67,7 +71,7 @@ public:
 
 private:
     Matrix *m_;
-    matrix_value **rows_;
+    matrix_value **rows_ = nullptr;
     bool swapped_ = false;
 };
 

@@ -77,8 +77,10 @@ void _matrix_copy_metadata(const struct matrix *from, struct matrix *to)
     KOR_ASSERT(from->version == MATRIX_VERSION);
     KOR_ASSERT(from->type > 0);
     vela::copy_operations(*from, to);
-    to->values = nullptr;
-    if (from->values != nullptr) matrix_enable_direct_access(to);
+    if (from->values != nullptr)
+        matrix_enable_direct_access(to);
+    else
+        to->values = nullptr;
 }
 
 // --- life cycle ---

@@ -229,6 +229,22 @@ TEST(Matrix, CopyMetadataGivesRowPointersOnlyWhereTheSourceHasThem)
     EXPECT_EQ(other->values, rows);
 }
 
+TEST(Matrix, CopyMetadataKeepsRowPointersThatAreThere)
+{
+    const matrix_ptr labelled = make({{1, 2}}, kind::telemetry);
+    const matrix_ptr other = make({{3, 4}}, kind::telemetry);
+    matrix_value one_row[] = {5, 6};
+    matrix_value *own_rows[] = {one_row};
+    other->values = own_rows;
+    _matrix_copy_metadata(labelled.get(), other.get());
+    EXPECT_EQ(other->values, own_rows);
+
+    const matrix_ptr m = make({{1, 2}});
+    const matrix_ptr regular = make({{3, 4}});
+    _matrix_copy_metadata(m.get(), regular.get());
+    EXPECT_TRUE(test::same_bits({{3, 4}}, test::elements(regular.get())));
+}
+
 // --- access ---
 
 TEST(Matrix, SetThenGet)

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "matrix_ops.h"
 #include "matrix_slices.h"
 #include "matrix_support.hpp"
 
@@ -343,6 +344,41 @@ TEST(TransposedMatrixDeathTest, ConstructionChecksItsArguments)
              struct matrix *const view = fresh_view();
              view->matrix = NULL;
              transposed_matrix_detach_original_matrix(view);
+         }},
+    });
+}
+
+// A view of a matrix that has lost its last row since.
+static struct matrix *view_too_wide()
+{
+    struct matrix *const a = make(two_by_three).release();
+    struct matrix *const view = transposed_matrix_create(a);
+    matrix_resize(a, 1, 3);
+    return view;
+}
+
+TEST(TransposedMatrixDeathTest, NothingIsReadBesideTheMatrixViewed)
+{
+    test::expect_aborts({
+        {"matrix_get", "i < m->nrows",
+         [] {
+             matrix_norm_inf(view_too_wide());
+         }},
+        {"matrix_get", "i < m->nrows",
+         [] {
+             matrix_enable_direct_access(view_too_wide());
+         }},
+        {"matrix_set", "i < m->nrows",
+         [] {
+             matrix_clear(view_too_wide());
+         }},
+        {"matrix_get", "j < m->ncols",
+         [] {
+             struct matrix *const a = make(two_by_three).release();
+             struct matrix *const view = transposed_matrix_create(a);
+             matrix_resize(a, 2, 2);
+             matrix_norm_F(
+                 transposed_matrix_create(transposed_matrix_create(view)));
          }},
     });
 }
