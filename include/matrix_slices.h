@@ -37,7 +37,8 @@ struct matrix *matrix_get_rows(const struct matrix *m,
  * Single sensors and time stamps show in copies of m too.
  *
  * vals     as many rows (or columns) as m
- * Returns  0; KOR_ERR_NO_MEMORY (-22), the values already stored
+ * Returns  0; KOR_ERR_NO_MEMORY (-22), the values already stored.  Columns
+ *          whose time stamps find no memory give 0 and leave m without any
  */
 int matrix_set_columns(struct matrix *m, const struct matrix *vals,
                        const uint32_t *col_indices);

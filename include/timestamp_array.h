@@ -48,7 +48,10 @@ struct timestamp_array *timestamp_array_create_empty(uint32_t ntimestamps);
 int timestamp_array_init_null(struct timestamp_array *array);
 struct timestamp_array *timestamp_array_create_null(void);
 
-/* The same, but of ntimestamps consecutive seconds beginning with start. */
+/*
+ * The same, but of ntimestamps consecutive seconds beginning with start.  After
+ * a failure of init the array is destructed already.
+ */
 int timestamp_array_init_dummy(struct timestamp_array *array,
                                const struct timestamp *start,
                                uint32_t ntimestamps);
