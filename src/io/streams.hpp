@@ -34,8 +34,9 @@ inline bool is_own_writer(const struct writer *writer) noexcept
 }
 
 // Drops what has not reached the base of a zlib writer of this library: the
-// stage is emptied and the stream in progress given up, so that the next write
-// begins a new one.  What did reach the base is for the caller to cut off.
+// stage is emptied and the stream in progress given up, and with it a failure
+// of zlib, so that the next write begins a new one.  What did reach the base is
+// for the caller to cut off.
 void zlib_writer_discard(struct writer *writer) noexcept;
 
 }  // namespace vela

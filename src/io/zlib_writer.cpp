@@ -163,4 +163,5 @@ void vela::zlib_writer_discard(struct writer *writer) noexcept
     auto *const zwriter = static_cast<struct zlib_writer *>(writer->writer);
     zwriter->is_open = 0;
     zwriter->i_in = 0;
+    zwriter->err = 0;
 }

@@ -267,6 +267,20 @@ TEST_F(ZlibWriter, DiscardDropsStageAndStream)
     EXPECT_EQ(inflated(base_.bytes().substr(before)), "next");
 }
 
+TEST_F(ZlibWriter, DiscardForgetsAFailure)
+{
+    state()->zstrm.zalloc = [](void *, unsigned, unsigned) -> void * {
+        return nullptr;
+    };
+    write("lost");
+    EXPECT_EQ(writer_flush(writer_), KOR_ERR_DEFLATE);
+    vela::zlib_writer_discard(writer_);
+    state()->zstrm.zalloc = nullptr;
+    write("next");
+    EXPECT_GT(writer_flush(writer_), 0);
+    EXPECT_EQ(inflated(base_.bytes()), "next");
+}
+
 TEST_F(ZlibWriter, DestroyReportsNothingWhenTheBaseFails)
 {
     write("abc");
