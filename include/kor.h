@@ -87,9 +87,12 @@ void kor_close(struct kor **kor);
  * vector   a telemetry matrix of one row; borrowed
  * Returns  0
  *          a negative code of kor_current_buffer_write_telemetry_vector
- *          a negative code of making, folding or saving the files of the next
- *          state: the sample is not stored, nothing is lost, and the next call
- *          tries again with new file numbers
+ *          a negative code of making or folding the files of the next state:
+ *          the sample is not stored, nothing is lost, and the next call tries
+ *          again with new file numbers
+ *          a negative code of saving the next state: the sample is not stored,
+ *          nothing is lost, and the next call writes to the new buffer.  Where
+ *          the first history has just been made, this aborts instead
  */
 int kor_write_telemetry_vector(struct kor *kor, struct matrix *vector);
 

@@ -82,8 +82,10 @@ void kor_hist_buffer_close(struct kor_hist_buffer **hbuf);
  * Returns     0
  *             KOR_ERR_FULL (-2, a note) when max_data_records intervals are
  *             stored, nothing written
- *             KOR_ERR_INVALID_DATA (-6) for an empty list and KOR_ERR_TOO_LONG
- *             (-49) for more than 10000 sensors, nothing written
+ *             KOR_ERR_TOO_LONG (-49) for more than 10000 sensors, nothing
+ *             written
+ *             for an empty list the last error as it stands, or
+ *             KOR_ERR_INVALID_DATA (-6) if there is none; nothing written
  *             KOR_ERR_INFLATE (-41) if the file could not be written: it is as
  *             before, except that the new names are the working set
  *             KOR_ERR_DEFLATE (-42), KOR_ERR_NO_MEMORY (-22)
