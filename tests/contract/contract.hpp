@@ -20,6 +20,12 @@
 // FAILS body returns the code it got and cleans up; for functions that return
 // a pointer use last_error_of.  The last error is 0 when it starts.  Several
 // provocations of one row are fine: all must succeed.
+//
+// Where one call does it, a line does it:
+//
+//     ABORTS_WITH(timestamp_array_get, "i >= 0", two_timestamps(), -1);
+//     ABORTS_BY(sensor_init, "name != NULL", sensor_create(NULL));
+//     FAILS_BY(timestamp_init_from_string, -11, parse("yesterday"));
 #ifndef KOR_TESTS_CONTRACT_HPP
 #define KOR_TESTS_CONTRACT_HPP
 
@@ -120,5 +126,23 @@ int with_each_allocation_failing(Attempt attempt)
     [[maybe_unused]] static const int CONTRACT_JOIN(name, _added) =         \
         contract::add(contract::failure_provocation{function, code, name}); \
     static int name()
+
+// The call of `call` aborts in `function`, or that of `function` itself with
+// these arguments.
+#define ABORTS_BY(function, expression, call)                                  \
+    [[maybe_unused]] static const int CONTRACT_JOIN(provoked_, __COUNTER__) =  \
+        contract::add(contract::abort_provocation{#function, expression, [] {  \
+                                                      static_cast<void>(call); \
+                                                  }})
+#define ABORTS_WITH(function, expression, ...) \
+    ABORTS_BY(function, expression, function(__VA_ARGS__))
+
+// The expression gives the code that `function` failed with.
+#define FAILS_BY(function, code, ...)                                         \
+    [[maybe_unused]] static const int CONTRACT_JOIN(provoked_, __COUNTER__) = \
+        contract::add(                                                        \
+            contract::failure_provocation{#function, code, []() -> int {      \
+                                              return __VA_ARGS__;             \
+                                          }})
 
 #endif
