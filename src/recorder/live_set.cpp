@@ -56,6 +56,34 @@ int collect(const recorder_findings &f, candidates *c) noexcept
     return KOR_OK;
 }
 
+// --- folds ---
+
+// What a history was, or was to be, made of.
+struct fold_sources {
+    const recorder_file *first = nullptr;
+    const recorder_file *second = nullptr;
+    bool has_history_below = false;
+    bool present = false;
+};
+
+// Whether a complete history is what its sources give.  Returns 1, 0 or a
+// negative code.
+int is_fold_of(const recorder_findings &f, const recorder_file &history,
+               const fold_sources &sources) noexcept
+{
+    vela::file_name names[3];
+    f.base.name_buffer(history.id, &names[0]);
+    f.base.name_buffer(sources.first->id, &names[1]);
+    f.base.name_buffer(sources.second->id, &names[2]);
+    return vela::prove_folded(
+        {.history = names[0].text,
+         .first = 0,
+         .count = values_of(history.summary),
+         .sources = {names[1].text, names[2].text},
+         .samples_per_interval = f.num_cb_samples / f.num_hb_intervals,
+         .partly = false});
+}
+
 // --- the state file first ---
 
 bool are_closed_files_full(const recorder_findings &f) noexcept
@@ -115,29 +143,72 @@ bool are_numbers_explained(const recorder_findings &f, uint32_t above,
     return true;
 }
 
-// Buffers newer than the state file are either what the recorder wrote after
-// it could not save its state, or remains of an older recorder of this name.
-bool is_continuation(const recorder_findings &f,
-                     const recorder_file &newer) noexcept
+// Whether a history below `newer` is what the two oldest files of the stored
+// state give: only the recorder that goes on from there writes such a one.
+// Returns 1, 0 or a negative code.
+int continues_by_fold(const recorder_findings &f, const candidates &c,
+                      const recorder_file &newer) noexcept
 {
-    const buffer_id &open_id = f.stored.state.open_file();
-    const recorder_file *const open = f.listing.find(open_id);
-    return open != nullptr && is_full(f, *open) &&
-           newer.summary.first_time.tv.tv_sec >=
-               open->summary.last_time.tv.tv_sec &&
-           are_numbers_explained(f, open_id.number, newer.id.number);
+    const stored_state &s = f.stored.state;
+    if (s.nfiles() < vela::max_live_files) return 0;
+    fold_sources sources;
+    sources.first = f.listing.find(s.files[0]);
+    sources.second = f.listing.find(s.files[1]);
+    for (const recorder_file *history : c.hbufs) {
+        const uint32_t number = history->id.number;
+        if (number < s.open_file().number || number > newer.id.number ||
+            !is_full(f, *history))
+            continue;
+        const int proven = is_fold_of(f, *history, sources);
+        if (proven != 0) return proven;
+    }
+    return 0;
 }
 
-bool state_file_holds(const recorder_findings &f, const candidates &c) noexcept
+// Whether newer buffers can be those of a recorder without a history.
+bool continues_without_history(const recorder_findings &f,
+                               const candidates &c) noexcept
+{
+    if (f.stored.state.nfiles() == vela::max_live_files) return false;
+    for (const recorder_file *history : c.hbufs)
+        if (is_full(f, *history) &&
+            lowest_above(c.cbufs, history->id.number) != nullptr)
+            return false;
+    return true;
+}
+
+// Buffers newer than the state file are either what the recorder wrote after
+// it could not save its state, or remains of an older recorder of this name.
+// Attempts that failed may have used up any number of file numbers.  Returns
+// 1, 0 or a negative code.
+int is_continuation(const recorder_findings &f, const candidates &c,
+                    const recorder_file &newer) noexcept
+{
+    const stored_state &s = f.stored.state;
+    const recorder_file *const open = f.listing.find(s.open_file());
+    if (open == nullptr || !is_full(f, *open)) return 0;
+    const int proven = continues_by_fold(f, c, newer);
+    if (proven != 0) return proven;
+    const bool is_later =
+        newer.summary.first_time.tv.tv_sec >= open->summary.last_time.tv.tv_sec;
+    return is_later &&
+           (continues_without_history(f, c) ||
+            are_numbers_explained(f, s.open_file().number, newer.id.number));
+}
+
+// Returns 1, 0 or a negative code.
+int state_file_holds(const recorder_findings &f, const candidates &c) noexcept
 {
     const stored_state &s = f.stored.state;
     if (!s.complete || !are_closed_files_full(f) || has_unnamed_between(s, c))
-        return false;
+        return 0;
     const recorder_file *const open = f.listing.find(s.open_file());
-    if (open != nullptr && !fits(f, *open)) return false;
+    if (open != nullptr && !fits(f, *open)) return 0;
     const recorder_file *const newer =
         lowest_above(c.cbufs, s.open_file().number);
-    return newer == nullptr || !is_continuation(f, *newer);
+    if (newer == nullptr) return 1;
+    const int continued = is_continuation(f, c, *newer);
+    return continued < 0 ? continued : !continued;
 }
 
 void set_file(const recorder_findings &f, live_set *live, uint32_t i,
@@ -154,14 +225,6 @@ void take_state_file(const recorder_findings &f, live_set *live) noexcept
 }
 
 // --- the files alone ---
-
-// What a history was, or was to be, made of.
-struct fold_sources {
-    const recorder_file *first = nullptr;
-    const recorder_file *second = nullptr;
-    bool has_history_below = false;
-    bool present = false;
-};
 
 const recorder_file *highest_full_below(const recorder_findings &f,
                                         const file_list &list,
@@ -219,24 +282,6 @@ fold_sources find_sources(const recorder_findings &f, const candidates &c,
     sources.second = n > 0 ? file_in(c.cbufs, older, n - 1) : nullptr;
     sources.present = n > 0 && count_in(c.cbufs, between) == 1;
     return sources;
-}
-
-// Whether a complete history is what its sources give.  Returns 1, 0 or a
-// negative code.
-int is_fold_of(const recorder_findings &f, const recorder_file &history,
-               const fold_sources &sources) noexcept
-{
-    vela::file_name names[3];
-    f.base.name_buffer(history.id, &names[0]);
-    f.base.name_buffer(sources.first->id, &names[1]);
-    f.base.name_buffer(sources.second->id, &names[2]);
-    return vela::prove_folded(
-        {.history = names[0].text,
-         .first = 0,
-         .count = values_of(history.summary),
-         .sources = {names[1].text, names[2].text},
-         .samples_per_interval = f.num_cb_samples / f.num_hb_intervals,
-         .partly = false});
 }
 
 enum class commitment { rolled_back, committed, committed_damaged };
@@ -431,8 +476,9 @@ int vela::choose_live_set(const recorder_findings &f, live_set *live) noexcept
         return has_any_record(f) ? KOR_ERR_INVALID_DATA : KOR_ERR_END_OF_STREAM;
     candidates c;
     int result = collect(f, &c);
+    if (result >= 0) result = state_file_holds(f, c);
     if (result < 0) return result;
-    if (state_file_holds(f, c))
+    if (result == 1)
         take_state_file(f, live);
     else
         result = take_files_alone(f, c, live);

@@ -196,6 +196,33 @@ TEST_F(KorRecover, RefusesFilesThatCannotBeOneRecorders)
     EXPECT_EQ(read_folder(), files);
 }
 
+TEST_F(KorRecover, GoesOnBehindAStateThatWasNotSavedWhateverNumbersWereUsedUp)
+{
+    struct row {
+        int samples;  // until the state that was saved
+        const char *newer;
+        const char *newer_after;  // attempts that failed took numbers
+        const char *history;
+        const char *history_after;
+    };
+    for (const row &r :
+         {row{4, "rec.2.cbuf.z", "rec.9.cbuf.z", nullptr, nullptr},
+          row{8, "rec.3.cbuf.z", "rec.9.cbuf.z", nullptr, nullptr},
+          row{16, "rec.7.cbuf.z", "rec.9.cbuf.z", "rec.6.hbuf.z",
+              "rec.8.hbuf.z"}}) {
+        SCOPED_TRACE(r.samples);
+        folder after = recorder_folder(r.samples + 1);
+        folder files = recorder_folder(r.samples);
+        files[r.newer_after] = after[r.newer];
+        if (r.history != nullptr) files[r.history_after] = after[r.history];
+        restore(files);
+        ASSERT_EQ(recover(), KOR_RECOVER_REPAIRED);
+        EXPECT_TRUE(file_exists(r.newer_after));
+        expect_recovered();
+        expect_recorder_goes_on(r.samples + 1);
+    }
+}
+
 // --- leftovers ---
 
 TEST_F(KorRecover, SetsAsideRecordsThatBelongNowhere)
