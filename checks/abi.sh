@@ -36,4 +36,7 @@ fi
 # abidiff takes a baseline that is no XML for one without changes.
 python3 -c 'import sys, xml.etree.ElementTree as x; x.parse(sys.argv[1])' \
     "$baseline"
-abidiff --harmless "$baseline" "$work/libkor.abi"
+abidiff --harmless "$baseline" "$work/libkor.abi" || {
+    echo "the binary interface has changed; if that is meant: $0 LIBRARY --renew"
+    exit 1
+}

@@ -31,15 +31,14 @@ with_pkg_config() {
     pkg-config --exists 'libkor >= 1.0'
     flags=$(pkg-config --cflags --libs libkor)
     echo "pkg-config: $flags"
-    # A foreign library's own needs are found by the linker if told where.
-    links="-Wl,-rpath-link,$libraries ${LINK_OPTIONS:-}"
-    $CC -std=c11 $warnings "$project/client.c" $flags $links -o c_client
-    $CXX -std=c++17 $warnings "$project/client.cpp" $flags $links -o cpp_client
+    # Where the linker finds what the library itself needs, if not with it.
+    flags="$flags -Wl,-rpath-link,$libraries"
+    $CC -std=c11 $warnings "$project/client.c" $flags -o c_client
+    $CXX -std=c++17 $warnings "$project/client.cpp" $flags -o cpp_client
 }
 
 with_cmake() {
-    cmake -S "$project" -B . -DCMAKE_PREFIX_PATH="$root$prefix" \
-        -DCMAKE_FIND_USE_SYSTEM_ENVIRONMENT_PATH=OFF \
+    cmake -S "$project" -B . -G Ninja -DCMAKE_PREFIX_PATH="$root$prefix" \
         -DCMAKE_C_FLAGS="$warnings" -DCMAKE_CXX_FLAGS="$warnings"
     grep "^libkor_DIR:PATH=$root$prefix/" CMakeCache.txt
     cmake --build .
