@@ -43,6 +43,7 @@ State = collections.namedtuple(
 CURRENT, HISTORY = 1, 2
 NAMES, VALUES_OR_INTERVAL, EVENT = 1, 2, 3
 MOST = 10000  # of everything that is counted
+LONGEST_STATE_FILE = 6 * MOST
 COUNTED_TYPES = (1, 4, 2, 3, 5)  # in the order of the file
 LIVE_FILES = {1: 1, 2: 2, 3: 3, 4: 3}  # of each state
 FILE_NAME = re.compile(r"(.*)\.([1-9][0-9]*)\.([ch])buf\.z", re.DOTALL)
@@ -250,9 +251,6 @@ def kinds_that_fit(file, offset, kinds):
     """Those of the kinds as which a whole stream can be read, and its end."""
     ends = {kind: end_of_stream(file, offset, kind) for kind in kinds}
     fitting = [kind for kind in kinds if ends[kind]]
-    # A header leaves no doubt about what it is.
-    if None in fitting:
-        fitting = [None]
     return fitting, ends[fitting[0]] if fitting else offset
 
 
@@ -425,7 +423,7 @@ class Recorder:
     def saved_files(self):
         """Live files by the state file, and the number behind them."""
         with open(self.base + ".state", "rb") as file:
-            state = state_record(Plain(file.read(MOST * 6)))
+            state = state_record(Plain(file.read(LONGEST_STATE_FILE)))
         files = [self.known(os.path.basename(os.fsdecode(name)))
                  for name in state.files]
         require(all(files))

@@ -330,6 +330,8 @@ def damaged_files():
     yield "zeroed-all.1.cbuf.z", current(begun=False).damage(bytes(256))
     yield "no-buffer.1.cbuf.z", current(begun=False).damage(
         b"not a buffer at all\n")
+    yield "a-byte-between.1.cbuf.z", current().sample(0, 1, 2).damage(
+        b"x").sample(1, 3, 4)
     yield "beginnings-of-streams.1.cbuf.z", current().sample(
         0, 1, 2).damage(b"\x78\x9c\x78\x9c\x78").sample(1, 3, 4)
     yield "stream-in-damage.1.cbuf.z", stream_in_damage()
@@ -532,7 +534,7 @@ def recorders_after_a_crash():
 
 def recorders_with_loss():
     c1, c2, c3 = filled(0), filled(4), filled(8)
-    h4, c5 = folded(*FIRST_FOLD), filled(12, number=2)
+    h4, c5 = folded(*FIRST_FOLD), filled(12)
     c_1_2_3 = {"1.c": c1, "2.c": c2, "3.c": c3}
     h_4_3_5 = {"4.h": h4, "3.c": c3, "5.c": c5}
     for saved in (c_1_2_3, h_4_3_5):
@@ -550,6 +552,11 @@ def recorders_with_loss():
         h_4_3_5, others={"1.c": c1, "2.c": c2}, **no_state)
     yield "no-state-a-source-gone", Recording(
         {"4.h": h4, "3.c": c3}, others={"2.c": c2}, **no_state)
+    h6 = folded(*SECOND_FOLD)
+    yield "no-state-second-fold-not-used", Recording(
+        h_4_3_5, others={"6.h": h6}, **no_state)
+    yield "no-state-a-source-of-the-second-fold-gone", Recording(
+        {"6.h": h6, "5.c": filled(12)}, others={"4.h": h4}, **no_state)
     whole = Recording(h_4_3_5).state
     for label, content in (("empty", b""), ("cut", whole[:-1]),
                            ("version", flipped(whole, 0)),
