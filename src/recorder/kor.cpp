@@ -265,7 +265,7 @@ void install(struct kor *kor, State *kor::*slot, State *object, uint32_t state)
 // what it had held.
 void keep_names(const struct kor *kor)
 {
-    if (vela::sync_before_removal) vela::sync_folder(kor->state_filename);
+    if (vela::sync_before_removal) vela::sync_folder(kor->filename);
 }
 
 }  // namespace
@@ -337,6 +337,9 @@ static int _kor_enter_hcc(struct kor *kor, const char *hbuf_filename,
     char cbuf2_filename[file_name_size];
     const int named = _kor_construct_cbuf_filename(kor, cbuf2_filename);
     if (named < 0) return named;
+    // The new history is in use, too, though no state knows of it yet.
+    if (std::strcmp(cbuf2_filename, hbuf_filename) == 0)
+        return KOR_ERR_CANNOT_OPEN;
     // Part of the interface: the state changes before the object exists.
     kor->state = KOR_ZCF_STATE_HCC;
     struct kor_zcf_state_hcc *const hcc = kor_zcf_state_hcc_create(

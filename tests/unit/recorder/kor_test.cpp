@@ -42,6 +42,20 @@ void fill(const kor_holder &kor, int from, int to)
     for (int i = from; i < to; ++i) ASSERT_EQ(write(kor, i), KOR_OK) << i;
 }
 
+int32_t size_of_open(const kor_holder &kor)
+{
+    switch (kor->state) {
+        case KOR_ZCF_STATE_C00:
+            return kor->c00->cbuf->size;
+        case KOR_ZCF_STATE_CC0:
+            return kor->cc0->cbuf1->size;
+        case KOR_ZCF_STATE_CCC:
+            return kor->ccc->cbuf2->size;
+        default:
+            return kor->hcc->cbuf2->size;
+    }
+}
+
 // State files after kor_create("rec", 4, 2) and 0, 4, 8 and 12 samples.
 const std::string state_c00 = bytes(
     "01 00 00 00 03 72 65 63 00 00 00 09 72 65 63 2e"
@@ -157,14 +171,16 @@ TEST_F(Kor, TracesItsCreation)
               "max_data_records=8");
 }
 
+// A base name of `size` characters for files in the current folder.
+std::string long_base(const std::string &name, size_t size)
+{
+    return "./" + std::string(size - 2 - name.size(), '/') + name;
+}
+
 // A name that is too long is cut, and then that of the next file is the same.
 TEST_F(Kor, ANameInUseIsNeverCreatedAnew)
 {
-    std::string base;
-    for (int i = 0; i < 5; ++i) base += "./" + std::string(202, '/');
-    base = base.substr(0, 1016) + "recorder";
-    ASSERT_EQ(base.size(), 1024u);
-    const kor_holder kor = create(base.c_str(), 2, 2);
+    const kor_holder kor = create(long_base("recorder", 1024).c_str(), 2, 2);
     ASSERT_NE(kor, nullptr);
     EXPECT_THAT(list_folder(), ElementsAre("recorde", "recorder.state"));
     fill(kor, 0, 2);
@@ -173,6 +189,29 @@ TEST_F(Kor, ANameInUseIsNeverCreatedAnew)
     EXPECT_EQ(write(kor, 2), KOR_ERR_CANNOT_OPEN);
     EXPECT_EQ(read_file("recorde"), full);
     EXPECT_EQ(kor->state, KOR_ZCF_STATE_C00);
+}
+
+// Files 110 and 111 are the same when only two digits are left of a number.
+TEST_F(Kor, TheNewHistoryIsNeverReplacedByTheNewBuffer)
+{
+    const kor_holder kor = create(long_base("r", 1020).c_str(), 2, 2);
+    ASSERT_NE(kor, nullptr);
+    for (const uint32_t state : {KOR_ZCF_STATE_CCC, KOR_ZCF_STATE_HCC}) {
+        SCOPED_TRACE(state);
+        for (int i = 0; kor->state != state || size_of_open(kor) < 2; ++i)
+            ASSERT_EQ(write(kor, i), KOR_OK);
+        const auto before = list_folder();
+        const uint32_t number = kor->next_file_number;
+        kor->next_file_number = 110;
+        EXPECT_EQ(write(kor, 6), KOR_ERR_CANNOT_OPEN);
+        EXPECT_EQ(kor->state, state);
+        EXPECT_NE(test::inflate_file("r.11"), test::hist_header(4));
+        EXPECT_EQ(test::inflate_file("r.11").substr(0, 9),
+                  test::hist_header(4));
+        unlink("r.11");
+        EXPECT_EQ(list_folder(), before);
+        kor->next_file_number = number;
+    }
 }
 
 // --- the state file ---
