@@ -415,6 +415,8 @@ private:
     static int leave_out_torn_tail(buffer &b) noexcept
     {
         if (!cut_torn_tails || !is_zlib_reader(b.reader)) return KOR_OK;
+        // The savepoint counts in 32 bits: beyond them it proves no tail torn.
+        if (file_of(b).good_end > INT32_MAX) return KOR_OK;
         const uint32_t whole = zlib_reader_get_last_savepoint(b.reader);
         if (whole >= file_of(b).good_end) return KOR_OK;
         file_of(b).good_end = whole;
