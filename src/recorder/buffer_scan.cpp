@@ -77,7 +77,6 @@ vela::buffer_scan::verdict vela::buffer_scan::check_as(uint64_t offset,
     stream.cut = source_.state() == stream_state::cut;
     stream.has_header = with_header;
     stream.kind = kind;
-    stream.unsealed = source_.state() == stream_state::unsealed;
     stream.end = source_.end();
     return stream;
 }
@@ -105,26 +104,6 @@ vela::buffer_scan::verdict vela::buffer_scan::check(uint64_t offset) noexcept
         if (!a.has_header && kind_ != 0) break;
     }
     stream.cut = was_cut;
-    return stream;
-}
-
-// A stream without its whole checksum counts when the next one follows at
-// once: what wrote the next one knew of its records.
-vela::buffer_scan::verdict vela::buffer_scan::check_sealed_or_followed(
-    uint64_t offset) noexcept
-{
-    verdict stream = check(offset);
-    if (stream.result != parsed::end || !stream.unsealed) return stream;
-    const uint64_t last = stream.end;
-    stream.result = parsed::broken;
-    for (uint64_t at = source_.content_end(); at <= last; ++at) {
-        const verdict next = check_as(at, false, stream.kind);
-        if (next.result == parsed::failed) return next;
-        if (next.result != parsed::end || next.unsealed) continue;
-        stream.result = parsed::end;
-        stream.end = at;
-        break;
-    }
     return stream;
 }
 
@@ -158,7 +137,7 @@ vela::parsed vela::buffer_scan::find_next(uint64_t from,
     for (uint64_t at = from;; ++at) {
         const parsed candidate = find_candidate(&at);
         if (candidate != parsed::record) return candidate;
-        const verdict stream = check_sealed_or_followed(at);
+        const verdict stream = check(at);
         if (stream.result == parsed::broken) continue;
         *found = at;
         if (stream.result == parsed::failed) error_ = parser_.error();
@@ -174,7 +153,6 @@ void vela::buffer_scan::enter(uint64_t offset, const verdict &stream) noexcept
     length_ = stream.end - offset;
     stream_end_ = stream.end;
     in_stream_ = true;
-    has_unsealed_ = has_unsealed_ || stream.unsealed;
     source_.start(offset);
     stream_kind_ = stream.kind;
     if (!stream.has_header) return;
@@ -235,9 +213,9 @@ vela::scanned vela::buffer_scan::next_stream() noexcept
     if (position_ >= size_ || tail_size_ == size_) has_grown();
     if (position_ >= size_ || tail_size_ == size_) return scanned::end;
     tail_size_ = 0;
-    verdict stream = check_sealed_or_followed(position_);
+    verdict stream = check(position_);
     if (stream.result == parsed::broken && has_grown())
-        stream = check_sealed_or_followed(position_);
+        stream = check(position_);
     if (stream.result == parsed::failed) return fail(parser_.error());
     is_tail_cut_ = stream.cut;
     if (stream.result == parsed::broken) return resynchronise();
@@ -339,7 +317,6 @@ int vela::summarize(const char *path, struct scan_summary *summary) noexcept
         if (item == scanned::failed) return scan->error();
         count_item(*scan, item, summary);
     }
-    summary->unsealed = scan->has_unsealed();
     summary->is_tail_cut = scan->is_tail_cut();
     summary->header = scan->header();
     summary->kind = scan->kind();

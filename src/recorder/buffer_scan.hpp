@@ -51,8 +51,6 @@ public:
     uint64_t size() const noexcept { return size_; }
     // The length of the file now.
     uint64_t file_size() const noexcept { return length_of(file_.fd()); }
-    // Whether a stream without its checksum was read.
-    bool has_unsealed() const noexcept { return has_unsealed_; }
     // Whether the tail is the beginning of a stream, as a writer leaves it that
     // is stopped.
     bool is_tail_cut() const noexcept { return is_tail_cut_; }
@@ -63,7 +61,6 @@ private:
     struct verdict {
         parsed result = parsed::broken;
         bool has_header = false;
-        bool unsealed = false;
         bool cut = false;  // sound as far as it goes
         uint32_t kind = 0;
         uint64_t end = 0;
@@ -73,7 +70,6 @@ private:
     parsed check_records(uint32_t kind) noexcept;
     verdict check_as(uint64_t offset, bool with_header, uint32_t kind) noexcept;
     verdict check(uint64_t offset) noexcept;
-    verdict check_sealed_or_followed(uint64_t offset) noexcept;
     parsed find_next(uint64_t from, uint64_t *found) noexcept;
     parsed find_candidate(uint64_t *at) noexcept;
     void enter(uint64_t offset, const verdict &stream) noexcept;
@@ -98,7 +94,6 @@ private:
     uint64_t stream_end_ = 0;
     uint64_t tail_size_ = 0;  // of the file when its tail was given; 0: not
     bool in_stream_ = false;
-    bool has_unsealed_ = false;
     bool is_tail_cut_ = false;
     bool missing_ = false;
     int error_ = 0;
@@ -114,7 +109,6 @@ int find_first_names(const char *path, column_names *names) noexcept;
 // All that a scan from end to end tells about a file.
 struct scan_summary {
     bool missing;
-    bool unsealed;
     bool is_tail_cut;  // the tail is the beginning of a stream
     bool widths_fit;   // values have as many columns as their names
     struct buffer_header header;

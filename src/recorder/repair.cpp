@@ -366,7 +366,7 @@ int rewrite_file(const recorder_findings &f, const live_set &live, uint32_t i,
 
 bool is_damaged(const vela::scan_summary &s) noexcept
 {
-    return s.gaps > 0 || s.unsealed || !s.widths_fit || s.header.kind == 0 ||
+    return s.gaps > 0 || !s.widths_fit || s.header.kind == 0 ||
            (holds_records(s) &&
             s.first_record != static_cast<uint32_t>(record_kind::names));
 }

@@ -369,8 +369,7 @@ vela::parsed vela::record_parser::record(uint32_t buffer_kind,
     }
     unsigned char type[type_size];
     const uint32_t nread = in_.read(type, sizeof type);
-    const bool has_ended = in_.state() == stream_state::complete ||
-                           in_.state() == stream_state::unsealed;
+    const bool has_ended = in_.state() == stream_state::complete;
     if (nread == 0 && has_ended) return parsed::end;
     ok_ = nread == sizeof type;
     if (ok_ && kept_ != nullptr && !kept_->append(type, sizeof type)) {

@@ -122,15 +122,13 @@ uint32_t vela::stream_source::read(void *to, uint32_t size) noexcept
 // The content has ended: compares the checksum that follows it.
 void vela::stream_source::check_trailer() noexcept
 {
-    content_end_ = position_;
     for (unsigned i = 0; i < trailer_size; ++i) {
         const auto expected = static_cast<unsigned char>(
             checksum_ >> (bits_per_byte * (trailer_size - 1 - i)));
         unsigned char byte = 0;
         if (!take_byte(&byte)) return;
         if (byte == expected) continue;
-        state_ = stream_state::unsealed;
-        position_ = content_end_ + i;
+        state_ = stream_state::broken;
         return;
     }
     state_ = stream_state::complete;

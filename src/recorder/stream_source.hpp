@@ -39,7 +39,6 @@ private:
 enum class stream_state {
     running,   // more may come
     complete,  // ended, and its checksum is right
-    unsealed,  // its content ended, but its checksum is cut off
     cut,       // the file ended first
     broken,    // not a stream, or damaged
     failed,    // could not be read: see error()
@@ -61,11 +60,8 @@ public:
     // Inflates up to `size` bytes; fewer only when the stream does not go on.
     uint32_t read(void *to, uint32_t size) noexcept;
     stream_state state() const noexcept { return state_; }
-    // Behind the last byte of a complete stream; of an unsealed one, behind
-    // the last byte that can be its checksum's.
+    // Behind the last byte of a complete stream.
     uint64_t end() const noexcept { return position_; }
-    // Behind the content of either, before the checksum.
-    uint64_t content_end() const noexcept { return content_end_; }
     int error() const noexcept { return error_; }
 
 private:
@@ -79,7 +75,6 @@ private:
     z_stream inflate_ = {};
     bool initialised_ = false;
     uint64_t position_ = 0;  // of the next compressed byte
-    uint64_t content_end_ = 0;
     uLong checksum_ = 0;
     stream_state state_ = stream_state::broken;
     int error_ = 0;

@@ -310,6 +310,9 @@ def damaged_files():
         yield f"flipped-{label}.1.cbuf.z", (
             current().sample(0, 1, 2).damage(flipped(second(), place))
             .sample(2, 3, 4))
+    for n in range(1, 5):
+        yield f"checksum-short-{n}.1.cbuf.z", (
+            current().sample(0, 1, 2).damage(second()[:-n]).sample(2, 3, 4))
     yield "flipped-last-stream.1.cbuf.z", current().sample(
         0, 1, 2).damage(flipped(second(), 12))
     yield "flipped.2.hbuf.z", (

@@ -124,6 +124,23 @@ TEST_F(BufferScan, DoesNotTrustAStreamWithAWrongChecksum)
     }
 }
 
+TEST_F(BufferScan, DoesNotTrustAStreamWithoutItsWholeChecksum)
+{
+    // What is left of it proves nothing, whatever the content.
+    const std::string changed =
+        deflate_stream(with(stored_sample_1, 20, std::string(1, '\x7e')));
+    for (size_t missing = 1; missing <= 4; ++missing) {
+        for (const std::string &whole : {second_stream, changed}) {
+            const size_t left = whole.size() - missing;
+            const std::string gap = std::to_string(first_stream.size()) + "+" +
+                                    std::to_string(left);
+            EXPECT_EQ(
+                scan(first_stream + whole.substr(0, left) + event_stream),
+                (strings{"record 1", "record 2", "gap " + gap, "record 3"}));
+        }
+    }
+}
+
 TEST_F(BufferScan, DoesNotTrustWholeStreamsOfBrokenRecords)
 {
     const strings bad_records = {
