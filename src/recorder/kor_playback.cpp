@@ -11,6 +11,7 @@
 #include "common/contract.hpp"
 #include "common/lifecycle.hpp"
 #include "error.h"
+#include "kor.h"
 #include "kor_buffer.h"
 #include "recorder/buffer_scan.hpp"
 #include "recorder/heap_object.hpp"
@@ -167,6 +168,88 @@ int add_stored_files(kor_playback &p) noexcept
     return result;
 }
 
+// Whether a file holds bytes, but no record that can be read.
+bool is_all_damaged(const vela::recorder_file &file) noexcept
+{
+    const vela::scan_summary &s = file.summary;
+    return !holds_records(s) && (s.gaps > 0 || s.bytes_torn > 0);
+}
+
+// What lies below and above a number.
+struct folder_counts {
+    uint32_t cbufs = 0;
+    uint32_t hbufs = 0;
+    bool has_records_above = false;  // in a buffer
+};
+
+folder_counts count_around(const vela::folder_listing &listing,
+                           const vela::buffer_id &id) noexcept
+{
+    folder_counts counts;
+    for (const vela::recorder_file &file : listing.files) {
+        const bool is_buffer = file.id.kind == KOR_BUFFER_TYPE_CURRENT;
+        if (file.id.number < id.number)
+            ++(is_buffer ? counts.cbufs : counts.hbufs);
+        else if (is_buffer && holds_records(file.summary))
+            counts.has_records_above = true;
+    }
+    return counts;
+}
+
+// Whether a history was finished: behind it is a record, or a source is gone.
+// One that was not is no loss.
+bool was_history_in_use(const vela::folder_listing &listing,
+                        const vela::buffer_id &id) noexcept
+{
+    const folder_counts counts = count_around(listing, id);
+    const uint32_t nsources = counts.hbufs > 0 ? 2 : 3;
+    return counts.has_records_above || counts.cbufs < nsources;
+}
+
+// Current buffers up to this number were folded into the live history.
+uint32_t last_folded(const vela::live_set &live) noexcept
+{
+    return live.state == KOR_ZCF_STATE_HCC ? live.files[1].id.number : 0;
+}
+
+// Whether the damage of a file that is not played is a loss, as far as the
+// folder tells.
+bool is_loss(const vela::folder_listing &listing, const vela::live_set &live,
+             const vela::recorder_file &file) noexcept
+{
+    if (file.id.kind == KOR_BUFFER_TYPE_CURRENT)
+        return file.id.number > last_folded(live);
+    const bool is_older = live.state == KOR_ZCF_STATE_HCC &&
+                          file.id.number < live.files[0].id.number;
+    return !is_older && was_history_in_use(listing, file.id);
+}
+
+bool has_lost_file(const vela::stored_state &s,
+                   const vela::folder_listing &listing) noexcept
+{
+    for (uint32_t i = 0; i < s.nfiles(); ++i)
+        if (listing.find(s.files[i]) == nullptr) return true;
+    return false;
+}
+
+// A file without any readable record takes no part in what is chosen.  That it
+// was there is told where the state file does not say that it is not needed.
+int add_damaged_files(kor_playback &p, const vela::folder_listing &listing,
+                      const vela::live_set &live) noexcept
+{
+    const vela::stored_state &s = p.stored.state;
+    const bool is_usable = s.complete && !has_lost_file(s, listing);
+    int result = KOR_OK;
+    for (const vela::recorder_file &file : listing.files) {
+        if (!is_all_damaged(file) || live.holds(file.id)) continue;
+        const bool is_told = s.complete && is_named(s, file.id);
+        const bool is_lost = !is_usable && is_loss(listing, live, file);
+        if (result >= 0 && (is_told || is_lost))
+            result = add_buffer(p, file.id);
+    }
+    return result;
+}
+
 // Where no live set can be made out: the latest history and all buffers.
 int add_all_files(kor_playback &p, const vela::folder_listing &listing) noexcept
 {
@@ -174,6 +257,10 @@ int add_all_files(kor_playback &p, const vela::folder_listing &listing) noexcept
     for (const vela::recorder_file &file : listing.files)
         if (file.summary.intervals > 0) history = &file;
     int result = history != nullptr ? add_buffer(p, history->id) : KOR_OK;
+    for (const vela::recorder_file &file : listing.files)
+        if (result >= 0 && history == nullptr && is_all_damaged(file) &&
+            file.id.kind == KOR_BUFFER_TYPE_HIST)
+            result = add_buffer(p, file.id);
     for (const vela::recorder_file &file : listing.files)
         if (result >= 0 && file.id.kind == KOR_BUFFER_TYPE_CURRENT)
             result = add_buffer(p, file.id);
@@ -189,14 +276,14 @@ void settle_parameters(vela::recorder_findings *findings) noexcept
 }
 
 // What the state file names is removed only after the state has moved on: a
-// closed file that is not there any more is a loss to be told, even where a
-// recovery would go on without it.
+// file that is not there any more is a loss to be told, even where a recovery
+// would go on without it.
 int add_lost_files(kor_playback &p, const vela::folder_listing &listing,
                    const vela::live_set &live) noexcept
 {
     const vela::stored_state &s = p.stored.state;
     int result = KOR_OK;
-    for (uint32_t i = 0; s.complete && i + 1 < s.nfiles(); ++i) {
+    for (uint32_t i = 0; s.complete && i < s.nfiles(); ++i) {
         const vela::buffer_id &id = s.files[i];
         const bool is_told = live.holds(id) || listing.find(id) != nullptr;
         if (!is_told && result >= 0) result = add_buffer(p, id);
@@ -221,8 +308,11 @@ int add_recoverable_files(kor_playback &p) noexcept
     if (result < 0) return result;
     p.info.state = live.state;
     result = add_lost_files(p, findings->listing, live);
+    if (result >= 0) result = add_damaged_files(p, findings->listing, live);
     for (uint32_t i = 0; i < live.nfiles() && result >= 0; ++i)
-        if (live.files[i].found != nullptr || p.stored.state.complete)
+        if (live.files[i].found != nullptr ||
+            (p.stored.state.complete &&
+             is_named(p.stored.state, live.files[i].id)))
             result = add_buffer(p, live.files[i].id);
     return result;
 }

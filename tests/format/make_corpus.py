@@ -549,6 +549,18 @@ def recorders_with_loss():
     yield "no-state-C00", Recording({"1.c": c1}, **no_state)
     yield "no-state-CCC", Recording(c_1_2_3, **no_state)
     yield "no-state-HCC", Recording(h_4_3_5, **no_state)
+    for files in (c_1_2_3, h_4_3_5):
+        for name in files:
+            kind = HISTORY if "h" in name else 1
+            yield f"no-state-{name}-of-{len(files)}{list(files)[0]}-zeroed", (
+                Recording({n: zeroed(kind) if n == name else made
+                           for n, made in files.items()}, **no_state))
+    yield "no-state-all-zeroed", Recording({"1.c": zeroed()}, **no_state)
+    yield "no-state-first-record-torn", Recording(
+        {"1.c": c1, "2.c": current(begun=False).damage(first_stream()[:20])},
+        **no_state)
+    yield "no-state-fold-begun-zeroed", Recording(
+        c_1_2_3, others={"4.h": zeroed(HISTORY)}, **no_state)
     yield "no-state-fold-not-used", Recording(
         c_1_2_3, others={"4.h": h4}, **no_state)
     yield "no-state-sources-left", Recording(
@@ -567,6 +579,10 @@ def recorders_with_loss():
         yield f"state-{label}", Recording(h_4_3_5, state=content,
                                           missing=["state"])
     yield "damage-everywhere", damage_everywhere()
+
+
+def zeroed(kind=1):
+    return Buffer(begun=False, kind=kind).damage(bytes(200))
 
 
 def damage_everywhere():

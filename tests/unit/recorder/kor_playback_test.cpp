@@ -296,6 +296,35 @@ TEST_F(KorPlayback, ReportsAMissingHistoryThoughRecoveryGoesOnWithoutIt)
     EXPECT_EQ(items.back().file, "rec.5.cbuf.z");
 }
 
+TEST_F(KorPlayback, ReportsAFileWithoutAnyReadableRecordWithoutAStateFile)
+{
+    for (const int n : vectors_of_states) {
+        SCOPED_TRACE(n);
+        folder whole = recorder_folder(n);
+        whole.erase("rec.state");
+        for (const auto &[name, content] : whole) {
+            SCOPED_TRACE(name);
+            folder files = whole;
+            files[name] = std::string(content.size(), '\0');
+            restore(files);
+            const std::vector<played> damage = damage_of(play());
+            ASSERT_EQ(damage.size(), 1u);
+            EXPECT_EQ(damage[0].file, name);
+            EXPECT_EQ(damage[0].offset, 0u);
+            EXPECT_EQ(damage[0].length, content.size());
+        }
+    }
+}
+
+TEST_F(KorPlayback, ReportsNoFoldThatWasNeverFinished)
+{
+    folder files = recorder_folder(11);
+    files.erase("rec.state");
+    files["rec.4.hbuf.z"] = std::string(200, '\0');
+    restore(files);
+    EXPECT_TRUE(damage_of(play()).empty());
+}
+
 TEST_F(KorPlayback, NamesReadingsWhoseNamesAreLost)
 {
     // Of its own file, or else of the next, or else by number.
