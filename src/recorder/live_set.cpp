@@ -177,16 +177,33 @@ bool continues_without_history(const recorder_findings &f,
     return true;
 }
 
+// Whether a buffer has the very number that the next transition of the stored
+// state gives it.  Three full files are folded first: a history that is whole
+// must prove itself.
+bool continues_by_number(const recorder_findings &f,
+                         const recorder_file &newer) noexcept
+{
+    const stored_state &s = f.stored.state;
+    const uint32_t next = s.next_file_number;
+    if (s.nfiles() < vela::max_live_files) return newer.id.number == next;
+    const recorder_file *const history =
+        f.listing.find({KOR_BUFFER_TYPE_HIST, next});
+    return history != nullptr && holds_records(history->summary) &&
+           !is_full(f, *history) && newer.id.number == next + 1;
+}
+
 // Buffers newer than the state file are either what the recorder wrote after
 // it could not save its state, or remains of an older recorder of this name.
-// Attempts that failed may have used up any number of file numbers.  Returns
-// 1, 0 or a negative code.
+// Clocks may step back, so times count only where neither numbers nor content
+// tell: attempts that failed may have used up any number of file numbers.
+// Returns 1, 0 or a negative code.
 int is_continuation(const recorder_findings &f, const candidates &c,
                     const recorder_file &newer) noexcept
 {
     const stored_state &s = f.stored.state;
     const recorder_file *const open = f.listing.find(s.open_file());
     if (open == nullptr || !is_full(f, *open)) return 0;
+    if (continues_by_number(f, newer)) return 1;
     const int proven = continues_by_fold(f, c, newer);
     if (proven != 0) return proven;
     const bool is_later =
@@ -207,6 +224,8 @@ int state_file_holds(const recorder_findings &f, const candidates &c) noexcept
     const recorder_file *const newer =
         lowest_above(c.cbufs, s.open_file().number);
     if (newer == nullptr) return 1;
+    // A state whose only file is gone tells nothing of those that are there.
+    if (open == nullptr && s.nfiles() == 1) return 0;
     const int continued = is_continuation(f, c, *newer);
     return continued < 0 ? continued : !continued;
 }

@@ -512,6 +512,16 @@ def recorders_after_a_crash():
     yield "CC0-state-C00", Recording({"1.c": c1, "2.c": c2}, saved=["1.c"])
     yield "CCC-state-C00", Recording(c_1_2_3, saved=["1.c"])
     yield "CCC-state-CC0", Recording(c_1_2_3, saved=["1.c", "2.c"])
+    back = filled(-90, number=2)
+    yield "CC0-state-C00-clock-stepped-back", Recording(
+        {"1.c": c1, "2.c": back}, saved=["1.c"])
+    yield "CCC-state-C00-clock-stepped-back", Recording(
+        {"1.c": c1, "2.c": c2, "3.c": back}, saved=["1.c"])
+    yield "CCC-state-CC0-clock-stepped-back", Recording(
+        {"1.c": c1, "2.c": c2, "3.c": back}, saved=["1.c", "2.c"])
+    yield "HCC-state-CCC-clock-stepped-back", Recording(
+        {"4.h": h4, "3.c": c3, "5.c": back}, saved=list(c_1_2_3),
+        others={"1.c": c1, "2.c": c2})
     yield "CC0-next-without-record", Recording(
         {"1.c": c1, "2.c": c2}, others={"3.c": header_only(1)})
     yield "fold-begun", Recording(c_1_2_3, others={"4.h": nothing})
@@ -578,6 +588,15 @@ def recorders_with_loss():
                            ("of-another", whole.replace(b"r.3", b"q.3"))):
         yield f"state-{label}", Recording(h_4_3_5, state=content,
                                           missing=["state"])
+    short = history().interval(0, 1, (0, 1), (0.5, 1.5)).damage(bytes(99))
+    yield "HCC-state-CCC-clock-stepped-back-history-damaged", Recording(
+        {"4.h": short, "3.c": c3, "5.c": filled(-90, number=2)},
+        saved=list(c_1_2_3), others={"1.c": c1, "2.c": c2})
+    h8 = {"8.h": folded(*FIRST_FOLD), "7.c": filled(8), "9.c": filled(12)}
+    for saved in (["1.c"], ["1.c", "2.c"], ["1.c", "2.c", "3.c"],
+                  ["4.h", "3.c", "5.c"]):
+        yield f"state-of-{len(saved)}{saved[0]}-long-ago", Recording(
+            h8, saved=saved, missing=[name + "buf.z" for name in saved])
     yield "damage-everywhere", damage_everywhere()
 
 

@@ -223,6 +223,82 @@ TEST_F(KorRecover, GoesOnBehindAStateThatWasNotSavedWhateverNumbersWereUsedUp)
     }
 }
 
+TEST_F(KorRecover, GoesOnBehindAStateThatWasNotSavedThoughTheClockSteppedBack)
+{
+    const std::string names =
+        deflate_stream(current_header(4) +
+                       with(stored_names_at(0), 6, std::string(1, '\x44')));
+    const std::string sample =
+        deflate_stream(with(stored_sample_0, 6, std::string(1, '\x44')));
+    struct row {
+        int samples;  // until the state that was saved
+        const char *newer;
+        uint32_t state_after;
+    };
+    for (const row &r : {row{4, "rec.2.cbuf.z", KOR_ZCF_STATE_CC0},
+                         row{8, "rec.3.cbuf.z", KOR_ZCF_STATE_CCC}}) {
+        SCOPED_TRACE(r.samples);
+        folder files = recorder_folder(r.samples);
+        const size_t before = records_of(play()).size();
+        files[r.newer] = names + sample;
+        restore(files);
+        EXPECT_EQ(records_of(play()).size(), before + 1);
+        report_holder report;
+        ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(report->state, r.state_after);
+        EXPECT_EQ(read_file(r.newer), files[r.newer]);
+        expect_recovered();
+        expect_recorder_goes_on(r.samples + 1);
+    }
+}
+
+TEST_F(KorRecover,
+       FoldsAgainBehindAStateThatWasNotSavedThoughTheClockSteppedBack)
+{
+    const folder after = recorder_folder(13);
+    folder files = recorder_folder(12);
+    files["rec.4.hbuf.z"] = after.at("rec.4.hbuf.z");
+    files["rec.4.hbuf.z"].resize(files["rec.4.hbuf.z"].size() - 9);
+    write_streams(
+        "rec.5.cbuf.z",
+        {current_header(4) + with(stored_names, 6, std::string(1, '\x44')) +
+         with(stored_sample_0, 6, std::string(1, '\x44'))});
+    files["rec.5.cbuf.z"] = read_file("rec.5.cbuf.z");
+    restore(files);
+    report_holder report;
+    ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(report->state, KOR_ZCF_STATE_HCC);
+    EXPECT_EQ(read_file("rec.5.cbuf.z"), files["rec.5.cbuf.z"]);
+    // Four intervals; four samples with an event; the one of the other time.
+    EXPECT_EQ(records_of(play()).size(), 4u + 5u + 1u);
+    expect_recovered();
+    expect_recorder_goes_on(13);
+}
+
+TEST_F(KorRecover, TakesTheFilesWhereTheStateNamesOnlyOneThatIsGone)
+{
+    // As a state of long ago; the numbers of the files are those of now.
+    const folder now = recorder_folder(23);
+    const size_t records = records_of(play()).size();
+    for (const int samples : {3, 7}) {
+        SCOPED_TRACE(samples);
+        folder files = now;
+        files["rec.state"] = recorder_folder(samples)["rec.state"];
+        restore(files);
+        const std::vector<played> items = play();
+        EXPECT_EQ(records_of(items).size(), records);
+        const std::vector<played> lost = damage_of(items);
+        ASSERT_EQ(lost.size(), samples == 3 ? 1u : 2u);
+        EXPECT_EQ(lost[0].file, "rec.1.cbuf.z");
+        EXPECT_EQ(lost[0].length, 0u);
+        report_holder report;
+        ASSERT_EQ(recover_and_report(&report), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(report->state, KOR_ZCF_STATE_HCC);
+        EXPECT_EQ(read_folder(), now);
+        expect_recorder_goes_on(23);
+    }
+}
+
 // --- leftovers ---
 
 TEST_F(KorRecover, SetsAsideRecordsThatBelongNowhere)
