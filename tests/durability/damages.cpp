@@ -156,8 +156,8 @@ bool counts_are_right(const struct kor_recovery_report &report, const disk &d)
     for (const std::string &name : p.state.files) {
         const struct kor_recovery_file *const entry = entry_of(report, name);
         const auto items = read_buffer(d.content(name)).items;
-        const auto padded =
-            std::count_if(items.begin(), items.end(), is_padding);
+        const auto padded = static_cast<uint32_t>(
+            std::count_if(items.begin(), items.end(), is_padding));
         const auto count = static_cast<uint32_t>(items.size());
         if (entry == nullptr || entry->records_padded != padded ||
             entry->records_kept + entry->records_padded != count)

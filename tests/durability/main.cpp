@@ -114,7 +114,7 @@ int main(int argc, char **argv)
             add_tasks(t, number_at(argc, argv, 2, 0),
                       number_at(argc, argv, 3, 1), &tasks);
     if (is_called("full", what) || is_called("short", what)) {
-        jobs = number_at(argc, argv, 2, 1);
+        jobs = static_cast<size_t>(number_at(argc, argv, 2, 1));
         for (const trial &t : trials)
             add_tasks(
                 t, 0,
