@@ -22,14 +22,6 @@ std::vector<std::string> disk::names() const
     return all;
 }
 
-bool disk::operator==(const disk &other) const
-{
-    if (names() != other.names()) return false;
-    for (const auto &[name, file] : names_)
-        if (content(file) != other.content(name)) return false;
-    return true;
-}
-
 bool disk::is_named(int number) const
 {
     for (const auto &[name, file] : names_)

@@ -40,7 +40,6 @@ public:
     // The content by name; an empty one when there is no such file.
     const std::string &content(const std::string &name) const;
     std::vector<std::string> names() const;
-    bool operator==(const disk &other) const;
 
     // --- what a process does ---
 

@@ -100,6 +100,7 @@ private:
                      (f.is_short ? ", part-way" : ""));
         const pid_t child = fork();
         if (child == 0) {
+            be_quiet();
             is_child_ = true;
             failing_.arm(f, c);
             *out = failing_.fail(c);

@@ -163,6 +163,13 @@ void record_on(disk *d, ledger l, const demands &wanted, uint64_t seed)
         report_fault("a recorder that was closed needs recovery");
 }
 
+void be_quiet()
+{
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nowhere, STDERR_FILENO);
+    close(nowhere);
+}
+
 bool survives(void (*action)(void *), void *argument)
 {
     std::fflush(stdout);
@@ -172,8 +179,7 @@ bool survives(void (*action)(void *), void *argument)
         std::exit(2);
     }
     if (child == 0) {
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        dup2(nowhere, STDERR_FILENO);
+        be_quiet();
         action(argument);
         _exit(0);
     }

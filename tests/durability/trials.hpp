@@ -85,6 +85,9 @@ bool recover_and_audit(disk *d, const ledger &l, const demands &wanted,
 // Goes on recording through two more rotations and compares again.
 void record_on(disk *d, ledger l, const demands &wanted, uint64_t seed);
 
+// Sends standard error nowhere; reports still appear.
+void be_quiet();
+
 // Runs an action in a process of its own, quiet on standard error; true when
 // it came to its end.
 bool survives(void (*action)(void *), void *argument);
