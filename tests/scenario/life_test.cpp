@@ -379,15 +379,15 @@ TEST_F(LifeOfARecorder, AFullBufferIsOnTheDiskBeforeTheNextIsUsed)
     fill(kor, 0, 4);
     test::file_calls().clear();
     fill(kor, 4, 5);
-    EXPECT_THAT(test::file_calls(),
-                ElementsAre("sync rec.1.cbuf.z", "sync " + folder,
-                            "sync rec.state"));
+    EXPECT_THAT(
+        test::file_calls(),
+        ElementsAre("sync rec.1.cbuf.z", "sync " + folder, "sync rec.state"));
     fill(kor, 5, 8);
     test::file_calls().clear();
     fill(kor, 8, 9);
-    EXPECT_THAT(test::file_calls(),
-                ElementsAre("sync rec.2.cbuf.z", "sync " + folder,
-                            "sync rec.state"));
+    EXPECT_THAT(
+        test::file_calls(),
+        ElementsAre("sync rec.2.cbuf.z", "sync " + folder, "sync rec.state"));
 }
 
 class UnsyncedFile : public test::InScratchFolder,
