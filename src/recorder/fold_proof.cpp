@@ -1,6 +1,6 @@
 #include "recorder/fold_proof.hpp"
 
-#include <cstring>
+#include <bit>
 
 #include "error.h"
 #include "kor_buffer.h"
@@ -14,7 +14,9 @@ constexpr uint32_t intervals_per_merge = 2;
 bool is_same_float(float a, float b) noexcept
 {
     // What an addition of infinities yields differs between processors.
-    return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b);
+    const bool are_same_bits =
+        std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b);
+    return are_same_bits || (a != a && b != b);
 }
 
 bool is_same_summary(const struct hist_value &a,
