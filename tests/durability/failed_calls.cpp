@@ -12,6 +12,10 @@
 namespace durability {
 namespace {
 
+constexpr size_t one_read_failed_in = 32;
+constexpr size_t one_recovery_failed_in = 4;
+constexpr size_t one_wide_recovery_failed_in = 128;
+
 struct failure {
     int error;
     bool is_short;  // a part is written first
@@ -76,12 +80,13 @@ void for_each_failure(const call &c, Act act)
 // script goes on, in the parent nothing happens.
 class splitting_watcher : public watcher {
 public:
-    explicit splitting_watcher(uint64_t seed) : seed_(seed) {}
+    explicit splitting_watcher(const script &s) : script_(s), random_(s.seed) {}
 
     outcome before(const call &c) override
     {
         if (is_child_) return failing_.later(c);
         outcome out;
+        if (is_one_read_of_many(c)) return out;
         for_each_failure(c, [&](const failure &f) {
             if (!is_child_) split(f, c, &out);
         });
@@ -90,12 +95,22 @@ public:
     }
     bool is_child() const { return is_child_; }
     bool may_abort() const { return failing_.may_abort(); }
+    // How many calls have failed in the children so far.
+    uint64_t number() const { return number_; }
 
 private:
+    // Long streams are read by thousands of calls, one like the other.
+    bool is_one_read_of_many(const call &c)
+    {
+        return c.kind == call_kind::read && script_.is_wide &&
+               !random_.one_in(one_read_failed_in);
+    }
+
     void split(const failure &f, const call &c, outcome *out)
     {
         ++counts().failed_calls;
-        set_scenario("failed call " + std::to_string(seed_) + ", call " +
+        ++number_;
+        set_scenario("failed call " + std::to_string(script_.seed) + ", call " +
                      std::to_string(calls_) + " of " + std::string(c.name) +
                      (f.is_short ? ", part-way" : ""));
         const pid_t child = fork();
@@ -112,10 +127,12 @@ private:
             report_fault("died of a failed call");
     }
 
-    uint64_t seed_;
+    const script &script_;
+    chance random_;
     failing_disk failing_;
     bool is_child_ = false;
     size_t calls_ = 0;
+    uint64_t number_ = 0;
 };
 
 // Fails the n-th call of a recovery.
@@ -172,8 +189,10 @@ struct child {
         disk after = d;
         recover_and_audit(&after, l, wanted);
         record_on(&after, l, wanted, s.seed);
-        chance random(l.last());
-        if (random.one_in(4)) try_failing_recoveries(d, l, wanted, l.last());
+        chance random(w.number());
+        if (random.one_in(s.is_wide ? one_wide_recovery_failed_in
+                                    : one_recovery_failed_in))
+            try_failing_recoveries(d, l, wanted, random.next());
         _exit(0);
     }
 };
@@ -192,7 +211,7 @@ void try_failed_calls(uint64_t seed)
     const script s(seed);
     ledger l;
     disk d;
-    splitting_watcher w(seed);
+    splitting_watcher w(s);
     const child last = {d, l, s, w};
     running = &last;
     set_abort_action(end_by_abort);

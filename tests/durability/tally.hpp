@@ -11,6 +11,7 @@ namespace durability {
 struct tally {
     using counter = std::atomic<uint64_t>;
 
+    counter tasks;  // taken by a process
     counter scripts;
     counter kill_points;     // of a recorder
     counter recovery_kills;  // of a recovery
