@@ -2,6 +2,8 @@
 // is in single precision and in the order given here: the sums are stored.
 #include "hist_value.h"
 
+#include <limits>
+
 #include "common/contract.hpp"
 #include "common/lifecycle.hpp"
 #include "io/codec.hpp"
@@ -27,6 +29,14 @@ void start_at(struct hist_value *hv, sensor_value min, sensor_value max,
     hv->min = min;
     hv->max = max;
     hv->first = first;
+}
+
+// Infinite sums of opposite signs have no sum.  Processors give the NaN that
+// comes out different signs; what is stored is the same on all of them.
+void add(sensor_value *sum, sensor_value term)
+{
+    *sum += term;
+    if (*sum != *sum) *sum = std::numeric_limits<sensor_value>::quiet_NaN();
 }
 
 }  // namespace
@@ -104,10 +114,10 @@ void hist_value_update(struct hist_value *hv, sensor_value reading)
     const sensor_value p3 = p2 * reading;
     const sensor_value p4 = p3 * reading;
     hv->last = reading;
-    hv->sum += reading;
-    hv->sum2 += p2;
-    hv->sum3 += p3;
-    hv->sum4 += p4;
+    add(&hv->sum, reading);
+    add(&hv->sum2, p2);
+    add(&hv->sum3, p3);
+    add(&hv->sum4, p4);
 }
 
 void hist_value_merge_with(struct hist_value *hv1, const struct hist_value *hv2)
@@ -122,10 +132,10 @@ void hist_value_merge_with(struct hist_value *hv1, const struct hist_value *hv2)
     else
         widen(hv1, *hv2);
     hv1->last = hv2->last;
-    hv1->sum += hv2->sum;
-    hv1->sum2 += hv2->sum2;
-    hv1->sum3 += hv2->sum3;
-    hv1->sum4 += hv2->sum4;
+    add(&hv1->sum, hv2->sum);
+    add(&hv1->sum2, hv2->sum2);
+    add(&hv1->sum3, hv2->sum3);
+    add(&hv1->sum4, hv2->sum4);
     hv1->count += hv2->count;
 }
 

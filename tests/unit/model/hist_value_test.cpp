@@ -175,6 +175,24 @@ TEST(HistValue, LargeReadingsOverflowToInfinity)
 
 // --- merge ---
 
+TEST(HistValue, SumsOfOppositeInfinitiesAreTheSameNanOnEveryMachine)
+{
+    constexpr uint32_t quiet_nan = 0x7fc00000;
+    const hist_value infinities = of({infinity, -infinity});
+    EXPECT_EQ(bits_of(infinities.sum), quiet_nan);
+    EXPECT_EQ(infinities.sum2, infinity);
+    EXPECT_EQ(bits_of(infinities.sum3), quiet_nan);
+
+    hist_value merged = of({1e20f});
+    hist_value_merge_with(&merged, &infinities);
+    EXPECT_EQ(bits_of(merged.sum), quiet_nan);
+    merged = of({-1e20f});
+    const hist_value later = of({1e20f, 5.0f});
+    hist_value_merge_with(&merged, &later);
+    EXPECT_EQ(bits_of(merged.sum3), quiet_nan);
+    EXPECT_EQ(merged.sum4, infinity);
+}
+
 TEST(HistValue, MergingIntoAnEmptyValueTakesTheOther)
 {
     hist_value hv = fresh();
