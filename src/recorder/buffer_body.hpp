@@ -78,10 +78,11 @@ inline FILE *open_buffer_file(const char *filename, const char *mode) noexcept
 
 // The private part of a buffer.
 struct buffer_file {
-    off_t good_end;       // where the last whole stream ends
-    off_t unfinished;     // bytes of the stream in progress that went out
-    int read_failure;     // of a record; nothing behind it can be read
-    bool at_end;          // size and working set are those of the whole file
+    struct writer *writer;  // the library's own
+    off_t good_end;         // where the last whole stream ends
+    off_t unfinished;       // bytes of the stream in progress that went out
+    int read_failure;       // of a record; nothing behind it can be read
+    bool at_end;            // size and working set are those of the whole file
     bool settled;         // the file ends at good_end, and so does its position
     bool header_missing;  // neither in the file nor staged for it
     bool names_missing;   // the working set is not in the file
@@ -106,8 +107,7 @@ public:
         made->fp = open_buffer_file(filename, "w");
         if (made->fp == nullptr) return fail(KOR_ERR_CANNOT_OPEN);
         on_exit close_file([fp = made->fp] { std::fclose(fp); });
-        made->writer = _kor_buffer_create_writer(made->fp);
-        if (made->writer == nullptr) return nullptr;
+        if (!make_writer(*made)) return nullptr;
         close_file.cancel();
         file_of(*made).at_end = true;
         file_of(*made).settled = true;
@@ -133,8 +133,7 @@ public:
         unfinished_buffer made(allocate(filename));
         if (!made) return fail(KOR_ERR_NO_MEMORY);
         made->fp = fp;
-        made->writer = _kor_buffer_create_writer(fp);
-        if (made->writer == nullptr) return nullptr;
+        if (!make_writer(*made)) return nullptr;
         made->reader = reader;
         const int nread = Kind::read_header(made.get(), reader);
         if (nread < 1 || made->max_data_records == 0)
@@ -348,7 +347,14 @@ private:
     }
     static bool is_ours(const buffer &b) noexcept
     {
-        return is_zlib_writer(b.writer);
+        return b.writer == file_of(b).writer && is_zlib_writer(b.writer);
+    }
+
+    static bool make_writer(buffer &b) noexcept
+    {
+        b.writer = _kor_buffer_create_writer(b.fp);
+        file_of(b).writer = b.writer;
+        return b.writer != nullptr;
     }
 
     static buffer *allocate(const char *filename) noexcept

@@ -3,6 +3,8 @@
 #include "buffer_support.hpp"
 #include "kor_buffer.h"
 #include "support/abort_rows.hpp"
+#include "support/lent.hpp"
+#include "zlib_writer.h"
 
 namespace {
 
@@ -539,6 +541,23 @@ TEST_F(KorCurrentBuffer, NamesThatCouldNotBeWrittenStayTheWorkingSet)
     EXPECT_THAT(
         test::names_of(kor_cb_record_sensor_names_get_sensors(cbuf->names)),
         testing::ElementsAreArray(test::two_sensors));
+    cbuf->writer = own;
+}
+
+TEST_F(KorCurrentBuffer, ACallersCompressorLeavesTheFileAlone)
+{
+    current_holder cbuf = create("c", 8);
+    EXPECT_EQ(write(cbuf, sample(0)), KOR_OK);
+    const std::string before = read_file("c");
+    struct writer *const own = cbuf->writer;
+    memory_writer out;
+    cbuf->writer = zlib_writer_create(test::lend(out.get()));
+    EXPECT_EQ(write(cbuf, sample(1)), KOR_OK);
+    out.fail_after(0, KOR_ERR_INFLATE);
+    EXPECT_EQ(write(cbuf, sample(2)), KOR_OK);
+    EXPECT_EQ(read_file("c"), before);
+    out.fail_after(1000, KOR_ERR_INFLATE);
+    writer_destroy(&cbuf->writer);
     cbuf->writer = own;
 }
 
