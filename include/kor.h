@@ -40,6 +40,7 @@ struct kor {
     };
     uint32_t installed_state; /* private: which member is really there */
     int32_t restore_result;   /* private: what kor_open read */
+    int32_t is_sync_missing;  /* private: a full buffer was not synced */
 };
 
 /*
@@ -136,7 +137,9 @@ int kor_get_restore_result(const struct kor *kor);
 /*
  * Makes what was accepted so far outlast a power cut.
  *
- * Returns  0, or KOR_ERR_INFLATE (-41) if the disk did not take it
+ * Returns  0, or KOR_ERR_INFLATE (-41) if the disk did not take it, now or when
+ *          a full buffer was left.  A failure is told once, as the system tells
+ *          it: a later 0 holds for what was accepted since
  */
 int kor_sync(struct kor *kor);
 

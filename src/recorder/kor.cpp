@@ -245,14 +245,15 @@ void set_name(folded_file &file, const char *filename)
 
 // Puts a new state object in the place of the one in force.  The buffer that
 // is closed with it is read again only to be folded: until then a power cut
-// must not shorten it.
+// must not shorten it.  Where that cannot be made sure, kor_sync tells.
 template <class State>
 void install(struct kor *kor, State *kor::*slot, State *object, uint32_t state)
 {
-    with_state(kor, [](auto *old) {
+    with_state(kor, [kor](auto *old) {
         using functions = functions_of<std::remove_pointer_t<decltype(old)>>;
-        if (vela::sync_before_removal)
-            vela::sync_file((old->*functions::open_buffer)->fp);
+        if (vela::sync_before_removal &&
+            !vela::sync_file((old->*functions::open_buffer)->fp))
+            kor->is_sync_missing = 1;
         functions::destroy(&old);
     });
     kor->*slot = object;
@@ -631,13 +632,16 @@ int kor_sync(struct kor *kor)
     KOR_ASSERT(kor != NULL);
     KOR_ASSERT(kor->version == KOR_VERSION);
     if (kor->state == 0) return KOR_OK;  // it has accepted nothing
-    return with_state(kor, [](auto *state) -> int {
+    const int synced = with_state(kor, [](auto *state) -> int {
         using functions = functions_of<std::remove_pointer_t<decltype(state)>>;
         struct kor_current_buffer *const cbuf = state->*functions::open_buffer;
         if (cbuf == nullptr) return KOR_OK;
         return vela::sync_file(cbuf->fp) ? vela::sync_folder(cbuf->filename)
                                          : KOR_ERR_INFLATE;
     });
+    const bool was_missing = kor->is_sync_missing != 0;
+    kor->is_sync_missing = 0;
+    return was_missing ? KOR_ERR_INFLATE : synced;
 }
 
 int kor_get_restore_result(const struct kor *kor)

@@ -441,4 +441,16 @@ TEST_F(LifeOfARecorder, SyncBringsTheOpenBufferAndItsNameToTheDisk)
     }
 }
 
+TEST_F(LifeOfARecorder, SyncTellsOnceThatAFullBufferWasNotSynced)
+{
+    const kor_holder kor = create_recorder();
+    fill(kor, 0, 4);
+    {
+        const test::failing_sync fault("rec.1.cbuf");
+        fill(kor, 4, 5);
+    }
+    EXPECT_EQ(kor_sync(kor.get()), KOR_ERR_INFLATE);
+    EXPECT_EQ(kor_sync(kor.get()), KOR_OK);
+}
+
 }  // namespace
