@@ -46,7 +46,9 @@ MOST = 10000  # of everything that is counted
 LONGEST_STATE_FILE = 6 * MOST
 COUNTED_TYPES = (1, 4, 2, 3, 5)  # in the order of the file
 LIVE_FILES = {1: 1, 2: 2, 3: 3, 4: 3}  # of each state
+MOST_FILES = 2**31 - 1  # the largest number of a file
 FILE_NAME = re.compile(r"(.*)\.([1-9][0-9]*)\.([ch])buf\.z", re.DOTALL)
+ANY_NAME = re.compile(r".*\.([ch])buf\.z", re.DOTALL)
 KIND_OF = {"c": CURRENT, "h": HISTORY}
 ANY_STREAM = b"\x78"
 OWN_STREAM = b"\x78\x9c"
@@ -282,10 +284,28 @@ def next_stream(file, offset, kinds):
     return end, end, kinds
 
 
+def kind_by_name(path):
+    found = ANY_NAME.fullmatch(path)
+    return KIND_OF[found.group(1)] if found else None
+
+
 def possible_kinds(path):
     """What a file may be as long as its header was not seen."""
-    found = FILE_NAME.fullmatch(path)
-    return [KIND_OF[found.group(3)]] if found else [CURRENT, HISTORY]
+    kind = kind_by_name(path)
+    return [kind] if kind else [CURRENT, HISTORY]
+
+
+def kind_at_start(path):
+    """By the header, if a whole stream begins with it; or else by the name."""
+    with open(path, "rb") as file:
+        try:
+            items = records(Stream(file, 0), None)
+            found = next(items)
+            for _ in items:
+                pass
+            return found.kind
+        except Malformed:
+            return kind_by_name(path)
 
 
 def scan(path):
@@ -333,31 +353,33 @@ class NamesInForce:
     """The names of readings, also where their record is damaged."""
 
     def __init__(self, paths):
-        self.first = [(possible_kinds(path), first_names(path))
+        self.first = [(kind_at_start(path), first_names(path))
                       for path in paths]
-        self.kinds = None
+        self.kind = None  # of the file before
         self.now = []
 
     def begin_file(self):
         """The first of the paths that did not begin yet."""
-        kinds, _ = self.first[0]
-        if kinds != self.kinds:
+        kind, _ = self.first[0]
+        if (self.kind, kind) != (CURRENT, CURRENT):
             self.now = []
-        self.kinds = kinds
+        self.kind = kind
 
     def end_file(self):
         self.first.pop(0)
 
-    def candidates(self):
+    def candidates(self, kind):
         yield self.now
-        for kinds, names in self.first:
-            yield names if kinds == self.kinds else in_history_order(names)
+        yield from (names for k, names in self.first if k == kind)
+        if kind == HISTORY:
+            yield from (in_history_order(names)
+                        for k, names in self.first if k != kind)
 
     def made_up(self, number):
         return [b"sensor %d" % (i + 1) for i in range(number)]
 
-    def of(self, readings):
-        fitting = (names for names in self.candidates()
+    def of(self, readings, kind):
+        fitting = (names for names in self.candidates(kind)
                    if len(names) == len(readings))
         self.now = next(fitting, None) or self.made_up(len(readings))
         return self.now
@@ -372,9 +394,9 @@ def named_items(paths):
             if isinstance(item, Names):
                 names.now = item.names
             elif isinstance(item, Sample):
-                yield item._replace(names=names.of(item.values))
+                yield item._replace(names=names.of(item.values, CURRENT))
             elif isinstance(item, Interval):
-                yield item._replace(names=names.of(item.summaries))
+                yield item._replace(names=names.of(item.summaries, HISTORY))
             elif not isinstance(item, Header):
                 yield item
         names.end_file()
@@ -388,6 +410,7 @@ def state_record(source):
     state, samples, intervals, quotient, following = unpack(source, "5I")
     require(state in LIVE_FILES and intervals > 0)
     require(samples == intervals * quotient and samples % 2 == 0)
+    require(0 < samples <= MOST_FILES and 0 < following <= MOST_FILES)
     version(source, 1)
     files = [string(source) for _ in range(LIVE_FILES[state])]
     return State(base, name, state, samples, intervals, following, files)
@@ -411,7 +434,9 @@ class Recorder:
         found = FILE_NAME.fullmatch(name)
         if not found or found.group(1) != os.path.basename(self.base):
             return None
-        return int(found.group(2)), KIND_OF[found.group(3)]
+        number = int(found.group(2))
+        return (number, KIND_OF[found.group(3)]) if (
+            number <= MOST_FILES) else None
 
     def path(self, number, kind):
         letter = "h" if kind == HISTORY else "c"
@@ -430,9 +455,10 @@ class Recorder:
         kinds = [kind for _, kind in files]
         first = HISTORY if state.state == 4 else CURRENT
         require(kinds == [first] + [CURRENT] * (len(kinds) - 1))
-        numbers = [number for number, _ in files]
-        require(len(set(numbers)) == len(numbers))
-        require(max(numbers) < state.next)
+        numbers = [number for number, _ in files] + [state.next]
+        if first == HISTORY:
+            numbers[:2] = numbers[1::-1]
+        require(all(a < b for a, b in zip(numbers, numbers[1:])))
         return files, state.next
 
     def follow(self, files, following):
@@ -481,12 +507,13 @@ class Recorder:
 
 def read(name):
     """Everything in a recorder or in one of its files, oldest first."""
-    if os.path.isfile(name):
+    is_recorder = os.path.exists(name + ".state")
+    if os.path.isfile(name) and not is_recorder:
         yield from named_items([name])
         return
     recorder = Recorder(name)
     files, missing = recorder.files()
-    if not files and missing == [name + ".state"]:
+    if not recorder.kinds and not is_recorder:
         raise FileNotFoundError(f"{name}: no recorder and no buffer file")
     yield from map(Missing, missing)
     yield from named_items([recorder.path(*file) for file in files])
@@ -541,6 +568,10 @@ def by_name(names, values):
                     for name, value in zip(names, values))
 
 
+def by_type(events):
+    return ",".join(f'"{kind}":{number}' for kind, number in events.items())
+
+
 def time_of_day(seconds, utc):
     epoch = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
     time = epoch + datetime.timedelta(seconds=seconds)
@@ -564,7 +595,7 @@ def to_json(item, utc=True):
     sensors = by_name(item.names, map(summary_json, item.summaries))
     return (f'{{"kind":"interval","start":"{time(item.start)}",'
             f'"end":"{time(item.end)}","sensors":{{{sensors}}},'
-            f'"events":{json.dumps(item.events)}}}')
+            f'"events":{{{by_type(item.events)}}}}}')
 
 
 # The program -------------------------------------------------------------
@@ -591,6 +622,21 @@ def show(name, utc):
     return status
 
 
+def run(name, utc):
+    """What the program does; returns its exit status."""
+    try:
+        status = show(name, utc)
+        sys.stdout.flush()
+        return status
+    except BrokenPipeError:
+        # Whoever reads the output has seen enough of it.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return DONE
+    except OSError as error:
+        print(f"kor_reader: {error}", file=sys.stderr)
+        return FAILED
+
+
 def main():
     parser = argparse.ArgumentParser(description="Prints a recording as JSON.")
     parser.add_argument("name", metavar="BASE|FILE")
@@ -598,11 +644,7 @@ def main():
                         help="times in UTC, not in local time")
     arguments = parser.parse_args()
     sys.stdout.reconfigure(encoding="utf-8", newline="\n")
-    try:
-        return show(arguments.name, arguments.utc)
-    except OSError as error:
-        print(f"kor_reader: {error}", file=sys.stderr)
-        return FAILED
+    return run(arguments.name, arguments.utc)
 
 
 if __name__ == "__main__":

@@ -1,6 +1,8 @@
 """Both readers show of each file of the corpus what must be shown."""
+import os
 import pathlib
 import re
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -73,6 +75,16 @@ class Corpus(unittest.TestCase):
             shown = [read("r", folder, utc=False, TZ=zone)
                      for read in (readers.by_kor, readers.by_reader)]
             self.assertEqual(*(s.everything() for s in shown))
+
+    def test_closed_pipe(self):
+        for command in ([*readers.KOR, "cat"], readers.READER):
+            reading, writing = os.pipe()
+            os.close(reading)
+            done = subprocess.run(
+                [*command, "r"], cwd=CORPUS / "written" / "written-HCC",
+                stdout=writing, stderr=subprocess.PIPE, check=False)
+            os.close(writing)
+            self.assertEqual((done.returncode, done.stderr), (DONE, b""))
 
     def test_example_of_the_page(self):
         buffer, state, history = example_of_the_page()

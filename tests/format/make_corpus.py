@@ -431,7 +431,11 @@ def files_with_lost_names():
 
 
 class Recording:
-    """Files of a recorder r; live are those to be read, in that order."""
+    """Files of a recorder r; live are those to be read, in that order.
+
+    saved are those that the state file names, others what else there is, aside
+    what there is by its whole name.
+    """
 
     def __init__(self, live, saved=None, others=None, number=None,
                  missing=(), base="r", **options):
@@ -439,6 +443,7 @@ class Recording:
         self.files = {name: made.content for name, made in self.live.items()}
         for name, made in (others or {}).items():
             self.files[f"r.{name}buf.z"] = made.content
+        self.files.update(options.get("aside", {}))
         saved = saved or list(live)
         number = number or (4 if "h" in saved[0] else len(saved))
         self.state = state(base, number,
@@ -495,6 +500,11 @@ def recorders_in_order():
     yield "HCC-names-change", Recording(
         {"4.h": folded(*FIRST_FOLD), "3.c": filled(8, "b", "c", "a"),
          "5.c": filled(12, "a", number=1).rename("c").sample(13, 9)})
+    # A fold merges the columns of one name.
+    yield "HCC-same-name", Recording(
+        {"4.h": history("a").interval(0, 1, (0, 0.5, 1, 1.5)).interval(
+            2, 3, (2, 2.5, 3, 3.5)),
+         "3.c": filled(8, "a", "a"), "5.c": filled(12, "a", "a", number=1)})
     yield "state-with-folder", Recording({"1.c": c1, "2.c": c2},
                                          base="/var/lib/kor/r")
     longer = Recording({"1.c": c1})
@@ -588,6 +598,7 @@ def recorders_with_loss():
                            ("of-another", whole.replace(b"r.3", b"q.3"))):
         yield f"state-{label}", Recording(h_4_3_5, state=content,
                                           missing=["state"])
+    yield from recorders_with_wrong_numbers(c_1_2_3, h_4_3_5, no_state)
     short = history().interval(0, 1, (0, 1), (0.5, 1.5)).damage(bytes(99))
     yield "HCC-state-CCC-clock-stepped-back-history-damaged", Recording(
         {"4.h": short, "3.c": c3, "5.c": filled(-90, number=2)},
@@ -598,6 +609,40 @@ def recorders_with_loss():
         yield f"state-of-{len(saved)}{saved[0]}-long-ago", Recording(
             h8, saved=saved, missing=[name + "buf.z" for name in saved])
     yield "damage-everywhere", damage_everywhere()
+
+
+def recorders_with_wrong_numbers(c_1_2_3, h_4_3_5, no_state):
+    lost_state = {"missing": ["state"]}
+    c_1_2 = {name: c_1_2_3[name] for name in ("1.c", "2.c")}
+    for label, live, saved in (("CC0", c_1_2, ["2.c", "1.c"]),
+                               ("CCC", c_1_2_3, ["1.c", "3.c", "2.c"]),
+                               ("HCC", h_4_3_5, ["4.h", "5.c", "3.c"])):
+        yield f"state-{label}-out-of-order", Recording(
+            live, saved=saved, **lost_state)
+    yield "state-alone", Recording({}, saved=["1.c"], missing=["1.cbuf.z"])
+    yield "state-alone-empty", Recording(
+        {}, saved=["1.c"], state=b"", **lost_state)
+    yield "state-one-file-twice", Recording(
+        {"1.c": c_1_2["1.c"]}, saved=["1.c", "1.c"], **lost_state)
+    yield "state-next-is-taken", Recording(c_1_2, next_number=2, **lost_state)
+    largest = 2**31 - 1
+    yield "state-next-is-the-largest", Recording(c_1_2, next_number=largest)
+    yield "state-next-is-too-large", Recording(
+        c_1_2, next_number=largest + 1, **lost_state)
+    yield "number-is-the-largest", Recording(
+        {f"{largest}.c": c_1_2["1.c"]}, **no_state)
+    yield "number-is-too-large", Recording(
+        c_1_2, others={f"{largest + 1}.c": filled(4),
+                       "4000000000.h": folded(*FIRST_FOLD)})
+    yield "number-is-too-large-for-32-bits", Recording(
+        c_1_2, others={f"{2**32 + 3}.c": filled(4)})
+    yield "number-has-a-leading-zero", Recording(
+        c_1_2, others={"03.c": filled(4)})
+    yield "set-aside", Recording(
+        {"4.h": folded(*FIRST_FOLD), "3.c": filled(8)},
+        saved=["4.h", "3.c", "5.c"], missing=["5.cbuf.z"],
+        aside={"r.5.cbuf.z.orphan": filled(12).content,
+               "r.5.cbuf.z.orphan.2": filled(16).content})
 
 
 def zeroed(kind=1):

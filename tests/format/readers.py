@@ -1,4 +1,6 @@
 """The two readers under test, with what they show in a form to compare."""
+import contextlib
+import io
 import json
 import os
 import pathlib
@@ -10,6 +12,8 @@ import sys
 KOR = []
 SCRIPT = pathlib.Path(__file__).parents[2] / "python" / "kor_reader.py"
 READER = [sys.executable, "-B", str(SCRIPT)]
+sys.path.insert(0, str(SCRIPT.parent))
+import kor_reader  # noqa: E402
 
 DAMAGE = re.compile(r"^(.+?):(\d+): (\d+) bytes")
 MISSING = re.compile(r"^(?:kor: )?(.+?): missing")
@@ -35,24 +39,42 @@ def complaints(text):
 class Shown:
     """What a reader made of a recorder or file."""
 
-    def __init__(self, command, name, folder, **variables):
-        run = subprocess.run([*command, name], capture_output=True,
-                             cwd=folder, check=False,
-                             env={**os.environ, "TZ": "UTC", **variables})
-        self.status = run.returncode
-        self.items = parsed(run.stdout.decode())
-        self.said = run.stderr.decode(errors="replace")
-        self.lost = sorted(complaints(self.said))
+    def __init__(self, status, out, said):
+        self.status = status
+        self.out = out
+        self.said = said
+        self.lost = sorted(complaints(said))
+
+    @property
+    def items(self):
+        return parsed(self.out)
 
     def everything(self):
         return self.status, self.items, self.lost
 
 
+def run(command, name, folder, **variables):
+    done = subprocess.run([*command, name], capture_output=True,
+                          cwd=folder, check=False,
+                          env={**os.environ, "TZ": "UTC", **variables})
+    return Shown(done.returncode, done.stdout.decode(),
+                 done.stderr.decode(errors="replace"))
+
+
 def by_kor(name, folder, utc=True, **variables):
     command = [*KOR, "cat", "--format", "jsonl", "--utc" if utc else "--local"]
-    return Shown(command, name, folder, **variables)
+    return run(command, name, folder, **variables)
 
 
 def by_reader(name, folder, utc=True, **variables):
     command = READER + ["--utc"] * utc
-    return Shown(command, name, folder, **variables)
+    return run(command, name, folder, **variables)
+
+
+def by_module(name, folder):
+    """The same reader without a process of its own, in UTC."""
+    out, said = io.StringIO(), io.StringIO()
+    os.chdir(folder)
+    with contextlib.redirect_stdout(out), contextlib.redirect_stderr(said):
+        status = kor_reader.run(name, utc=True)
+    return Shown(status, out.getvalue(), said.getvalue())
