@@ -246,12 +246,26 @@ public:
         return is_ours(b) && file_of(b).names_missing;
     }
 
+    // Whether there is a working set that must be written before anything else.
+    static bool owes_names(const buffer &b) noexcept
+    {
+        return names_are_missing(b) && b.*Kind::names != nullptr;
+    }
+
     // A new working set, for write_names.
     static void set_names(buffer &b,
                           struct kor_cb_record_sensor_names *names) noexcept
     {
         b.*Kind::names = names;
         file_of(b).names_missing = undo_failed_writes;
+    }
+
+    // The working set of a full buffer becomes that of its empty successor.
+    static void hand_over_names(buffer &from, buffer &to) noexcept
+    {
+        to.*Kind::names = from.*Kind::names;
+        from.*Kind::names = nullptr;
+        file_of(to).names_missing = true;
     }
 
     // Readies the file for the next stream.

@@ -21,6 +21,7 @@
 #include "recorder/durable.hpp"
 #include "recorder/durable_files.hpp"
 #include "recorder/guards.hpp"
+#include "recorder/names_handover.hpp"
 #include "recorder/trace.hpp"
 #include "recorder/zcf_state.hpp"
 
@@ -245,15 +246,20 @@ void set_name(folded_file &file, const char *filename)
 
 // Puts a new state object in the place of the one in force.  The buffer that
 // is closed with it is read again only to be folded: until then a power cut
-// must not shorten it.  Where that cannot be made sure, kor_sync tells.
+// must not shorten it.  Where that cannot be made sure, kor_sync tells.  The
+// new one takes over its names: if the sample that made it necessary is not
+// stored, an event may be its first record.
 template <class State>
 void install(struct kor *kor, State *kor::*slot, State *object, uint32_t state)
 {
-    with_state(kor, [kor](auto *old) {
+    struct kor_current_buffer *const opened =
+        object->*functions_of<State>::open_buffer;
+    with_state(kor, [kor, opened](auto *old) {
         using functions = functions_of<std::remove_pointer_t<decltype(old)>>;
-        if (vela::sync_before_removal &&
-            !vela::sync_file((old->*functions::open_buffer)->fp))
+        struct kor_current_buffer *const full = old->*functions::open_buffer;
+        if (vela::sync_before_removal && !vela::sync_file(full->fp))
             kor->is_sync_missing = 1;
+        vela::hand_over_names(full, opened);
         functions::destroy(&old);
     });
     kor->*slot = object;

@@ -4,6 +4,7 @@
 #include "kor_buffer.h"
 #include "platform.h"
 #include "recorder/buffer_body.hpp"
+#include "recorder/names_handover.hpp"
 #include "recorder/record_limits.hpp"
 #include "recorder/trace.hpp"
 #include "telemetry_matrix.h"
@@ -206,6 +207,11 @@ int kor_current_buffer_write_event(struct kor_current_buffer *cbuf,
     body::stop_reading(*cbuf);
     const int begun = body::begin_stream(*cbuf);
     if (begun < 0) return begun;
+    // What stands first in a file must be names, where there are any.
+    if (body::owes_names(*cbuf)) {
+        const int nwritten = body::write_names(*cbuf);
+        if (nwritten < 0) return body::undo(*cbuf, nwritten);
+    }
     struct kor_cb_record rec;
     kor_cb_record_init_event(&rec, event);
     const int nwritten = body::write(*cbuf, rec);
@@ -232,6 +238,12 @@ int kor_current_buffer_read_record(struct kor_current_buffer *cbuf,
     }
     if (rec->type == KOR_CB_RECORD_SENSOR_VALUES) ++cbuf->size;
     return KOR_OK;
+}
+
+void vela::hand_over_names(struct kor_current_buffer *from,
+                           struct kor_current_buffer *to) noexcept
+{
+    body::hand_over_names(*from, *to);
 }
 
 const char *kor_current_buffer_get_filename(

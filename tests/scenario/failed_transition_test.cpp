@@ -264,6 +264,28 @@ TEST_F(FailedSave, IsReportedAndTheNewBufferIsUsedFromThenOn)
     }
 }
 
+TEST_F(FailedSave, AnEventMayBeWhatTheNewBufferBeginsWith)
+{
+    for (const int nsamples : {4, 8, 16, 20}) {
+        const test::scratch_folder folder;
+        const kor_holder kor = create_recorder();
+        fill(kor, 0, nsamples);
+        block();
+        EXPECT_EQ(write_sample(kor, nsamples), KOR_ERR_CANNOT_OPEN);
+        EXPECT_EQ(kor_write_event(kor.get(), test::fan_fail().get()), KOR_OK);
+        unblock();
+        const std::string newest =
+            "rec." + std::to_string(kor->next_file_number - 1) + ".cbuf.z";
+        const std::string content = inflate_file(newest);
+        EXPECT_TRUE(content.ends_with(test::stored_event));
+        EXPECT_EQ(content.size(), test::current_header(4).size() +
+                                      test::stored_names.size() +
+                                      test::stored_event.size());
+        // It can be folded like any other.
+        fill(kor, nsamples, nsamples + 20);
+    }
+}
+
 TEST_F(FailedSave, AFullDiskLeavesTheOldState)
 {
     const kor_holder kor = create_recorder();
