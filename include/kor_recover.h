@@ -67,7 +67,8 @@ struct kor_recovery_report {
  * are removed if proven folded and else renamed.  File names are taken from
  * the base name; a state file cannot lead to files outside its folder.
  *
- * filename  base name of the recorder, as the application gives it to kor_open
+ * filename  base name of the recorder, as the application gives it to
+ *           kor_open; at most 980 characters
  * Returns   KOR_RECOVER_UNCHANGED (0)
  *           KOR_RECOVER_REPAIRED (1)
  *           KOR_ERR_END_OF_STREAM (-43): nothing was recorded, nothing changed
@@ -75,7 +76,7 @@ struct kor_recovery_report {
  *             kor_recover_with), or the files cannot be those of one recorder;
  *             nothing changed
  *           KOR_ERR_CANNOT_OPEN (-40): a file or the folder cannot be opened,
- *             renamed or removed
+ *             renamed or removed, or the name is too long
  *           KOR_ERR_INFLATE (-41): a read or write failed
  *           KOR_ERR_NO_MEMORY (-22)
  *           After -40, -41 and -22 a part of the repairs may be done.
@@ -114,6 +115,8 @@ void kor_recovery_report_destroy(struct kor_recovery_report **report);
  * for here.  Files without a readable record are set aside as NAME.orphan
  * before a recorder is created in their place.
  *
+ * filename  base name; one that begins with '/' stays right when the process
+ *           changes its current folder
  * num_cb_samples, num_hb_intervals  under the preconditions of kor_create
  * Returns  the recorder, given to the caller; null with the last error, a code
  *          of kor_recover, kor_open or kor_create

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 namespace vela {
@@ -16,10 +17,17 @@ inline off_t file_length(FILE *fp) noexcept
     return fstat(fileno(fp), &status) == 0 ? status.st_size : -1;
 }
 
+// Where a file system cannot sync at all, what was written is as durable as it
+// will get.
+inline bool is_durable(int sync_result) noexcept
+{
+    return sync_result == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
 // Brings what was written to a file onto the disk.
 inline bool sync_file(FILE *fp) noexcept
 {
-    return fflush(fp) == 0 && fdatasync(fileno(fp)) == 0;
+    return fflush(fp) == 0 && is_durable(fdatasync(fileno(fp)));
 }
 
 }  // namespace vela

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "error.h"
+#include "recorder/durable.hpp"
 
 namespace {
 
@@ -24,7 +25,21 @@ bool temporary_of(const char *path, char *name) noexcept
 
 int sync_content(int fd) noexcept
 {
-    return fdatasync(fd) == 0 ? KOR_OK : KOR_ERR_INFLATE;
+    return vela::is_durable(fdatasync(fd)) ? KOR_OK : KOR_ERR_INFLATE;
+}
+
+// Whoever recovers, the recorder must be able to go on: a file belongs to the
+// owner of the one it replaces, and a new one to that of its folder.
+void give_to_owner(int fd, const char *path) noexcept
+{
+    char folder[vela::max_path];
+    vela::folder_part(path, folder, sizeof folder);
+    struct stat status;
+    const bool replaces = stat(path, &status) == 0;
+    if (!replaces && stat(folder, &status) != 0) return;
+    // Only root may do that, and only root needs to.
+    if (fchown(fd, status.st_uid, status.st_gid) != 0) errno = 0;
+    if (replaces) static_cast<void>(fchmod(fd, status.st_mode & ALLPERMS));
 }
 
 }  // namespace
@@ -66,6 +81,13 @@ bool vela::name_exists(const char *path) noexcept
     return lstat(path, &status) == 0;
 }
 
+bool vela::is_other_than_file(const char *path) noexcept
+{
+    struct stat status;
+    if (stat(path, &status) == 0) return !S_ISREG(status.st_mode);
+    return name_exists(path);  // a link that leads nowhere
+}
+
 int vela::output_file::write(const void *bytes, size_t size) noexcept
 {
     const auto *from = static_cast<const unsigned char *>(bytes);
@@ -93,10 +115,7 @@ int vela::replacement::begin() noexcept
         open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, file_mode));
     if (!file_) return KOR_ERR_CANNOT_OPEN;
     pending_ = true;
-    // Who may read the file that is replaced may read its replacement.
-    struct stat status;
-    if (stat(path_, &status) == 0)
-        static_cast<void>(fchmod(file_.fd(), status.st_mode & ALLPERMS));
+    give_to_owner(file_.fd(), path_);
     return KOR_OK;
 }
 
@@ -129,7 +148,13 @@ int vela::cut_file(const char *path, uint64_t size) noexcept
     if (!file) return KOR_ERR_CANNOT_OPEN;
     if (ftruncate(file.fd(), static_cast<off_t>(size)) != 0)
         return KOR_ERR_INFLATE;
-    return fsync(file.fd()) == 0 ? KOR_OK : KOR_ERR_INFLATE;
+    return is_durable(fsync(file.fd())) ? KOR_OK : KOR_ERR_INFLATE;
+}
+
+int vela::sync_existing(const char *path) noexcept
+{
+    const open_file file(open(path, O_RDONLY | O_CLOEXEC));
+    return file ? sync_content(file.fd()) : KOR_ERR_CANNOT_OPEN;
 }
 
 int vela::remove_file(const char *path) noexcept
@@ -142,17 +167,14 @@ int vela::rename_file(const char *from, const char *to) noexcept
     return rename(from, to) == 0 ? KOR_OK : KOR_ERR_CANNOT_OPEN;
 }
 
-// A folder that may not be read, or whose file system cannot sync folders, is
-// as durable as it will get.
+// A folder that may not be read is as durable as it will get.
 int vela::sync_folder(const char *path) noexcept
 {
     char folder[vela::max_path];
     folder_part(path, folder, sizeof folder);
     const open_file file(open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!file) return KOR_OK;
-    const bool synced =
-        fsync(file.fd()) == 0 || errno == EINVAL || errno == ENOTSUP;
-    return synced ? KOR_OK : KOR_ERR_INFLATE;
+    if (!file) return errno == EACCES ? KOR_OK : KOR_ERR_INFLATE;
+    return is_durable(fsync(file.fd())) ? KOR_OK : KOR_ERR_INFLATE;
 }
 
 void vela::folder_part(const char *path, char *folder, size_t size) noexcept

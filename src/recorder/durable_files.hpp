@@ -59,6 +59,8 @@ uint64_t length_of(int fd) noexcept;
 
 // True when something of this name exists.
 bool name_exists(const char *path) noexcept;
+// True when it exists and is neither a regular file nor a link to one.
+bool is_other_than_file(const char *path) noexcept;
 
 // The steps below return 0, KOR_ERR_CANNOT_OPEN or KOR_ERR_INFLATE.
 
@@ -100,6 +102,8 @@ public:
 };
 
 int cut_file(const char *path, uint64_t size) noexcept;
+// Makes the content of a file durable, whoever wrote it.
+int sync_existing(const char *path) noexcept;
 int remove_file(const char *path) noexcept;
 int rename_file(const char *from, const char *to) noexcept;
 // Makes the names in the folder of `path` durable.

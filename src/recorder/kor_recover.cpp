@@ -115,18 +115,20 @@ struct kor_recovery_report *create_report(const recovery_plan &plan) noexcept
     return described ? report.release() : nullptr;
 }
 
+enum class purpose { look, repair, resume };
+
 int recover(const char *filename, uint32_t num_cb_samples,
-            uint32_t num_hb_intervals, bool is_dry_run,
+            uint32_t num_hb_intervals, purpose what_for,
             report_owner *report) noexcept
 {
     const auto plan = vela::make_heap_object<recovery_plan>();
     if (!plan) return KOR_ERR_NO_MEMORY;
-    int result =
-        plan_recovery(filename, num_cb_samples, num_hb_intervals, plan.get());
+    int result = plan_recovery(filename, num_cb_samples, num_hb_intervals,
+                               what_for == purpose::resume, plan.get());
     if (result < 0) return result;
     report->reset(create_report(*plan));
     if (!*report) return KOR_ERR_NO_MEMORY;
-    if (!is_dry_run) result = carry_out(*plan);
+    if (what_for != purpose::look) result = carry_out(*plan);
     if (result < 0) return result;
     return plan->changes_anything() ? KOR_RECOVER_REPAIRED
                                     : KOR_RECOVER_UNCHANGED;
@@ -185,8 +187,10 @@ int kor_recover_report(const char *filename, uint32_t num_cb_samples,
     KOR_ASSERT(filename[0] != 0);
     if (report != nullptr) *report = nullptr;
     report_owner made;
-    const int result = recover(filename, num_cb_samples, num_hb_intervals,
-                               (flags & KOR_RECOVER_DRY_RUN) != 0, &made);
+    const bool is_dry_run = (flags & KOR_RECOVER_DRY_RUN) != 0;
+    const int result =
+        recover(filename, num_cb_samples, num_hb_intervals,
+                is_dry_run ? purpose::look : purpose::repair, &made);
     if (result >= 0 && report != nullptr) *report = made.release();
     return result;
 }
@@ -212,7 +216,9 @@ struct kor *kor_resume(const char *filename, uint32_t num_cb_samples,
     KOR_ASSERT(num_cb_samples % num_hb_intervals == 0);
     KOR_ASSERT(num_cb_samples % 2 == 0);
     KOR_ASSERT(num_hb_intervals % 2 == 0);
-    int result = kor_recover_with(filename, num_cb_samples, num_hb_intervals);
+    report_owner report;
+    int result = recover(filename, num_cb_samples, num_hb_intervals,
+                         purpose::resume, &report);
     if (result >= 0) return open_recovered(filename);
     if (result == KOR_ERR_END_OF_STREAM) {
         result = clear_the_place(filename);

@@ -19,6 +19,7 @@ constexpr char hbuf_ending[] = "hbuf.z";
 // The recorder builds names in 1024 bytes; ".4294967295.cbuf.z" and an
 // ".orphan.NUMBER" must fit behind the base.
 constexpr size_t max_base = 980;
+constexpr uint32_t max_litter_number = vela::max_file_number / 2;
 
 const char *leaf_of(const char *path) noexcept
 {
@@ -151,7 +152,10 @@ bool add_name(const vela::base_name &base, const char *name,
     vela::recorder_file file = {};
     const char *rest = nullptr;
     if (!base.parse(name, &file.id, &rest)) return true;
-    listing->highest_number = std::max(listing->highest_number, file.id.number);
+    // Litter may bear any number: it must not use up those that are left.
+    if (*rest == '\0' || file.id.number <= max_litter_number)
+        listing->highest_number =
+            std::max(listing->highest_number, file.id.number);
     return *rest != '\0' || listing->files.append(file);
 }
 
@@ -179,6 +183,7 @@ int vela::scan_files(const base_name &base, folder_listing *listing) noexcept
     for (recorder_file &file : listing->files) {
         file_name path;
         base.name_buffer(file.id, &path);
+        if (is_other_than_file(path.text)) continue;
         const int result = summarize(path.text, &file.summary);
         if (result < 0) return result;
         if (!file.summary.missing) *kept++ = file;

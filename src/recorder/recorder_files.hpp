@@ -9,7 +9,7 @@
 
 #include "recorder/buffer_scan.hpp"
 #include "recorder/durable_files.hpp"
-#include "recorder/growable.hpp"
+#include "common/growable.hpp"
 
 namespace vela {
 
@@ -65,7 +65,8 @@ struct folder_listing {
 // Lists what there is; scans nothing.
 int list_files(const base_name &base, folder_listing *listing) noexcept;
 
-// Scans every file of a listing; what has vanished meanwhile is dropped.
+// Scans every file of a listing; what has vanished meanwhile is dropped, and so
+// is what is no file at all.
 int scan_files(const base_name &base, folder_listing *listing) noexcept;
 
 }  // namespace vela

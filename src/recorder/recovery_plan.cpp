@@ -182,19 +182,31 @@ uint32_t next_number(const recovery_plan &plan) noexcept
     return next;
 }
 
-// The base name keeps the spelling it has in the state file where that leads
-// to the same files from here.
-int plan_state(recovery_plan *plan) noexcept
+// Whether the base name keeps the spelling it has in the state file: where that
+// leads to the same files from here.  One who goes on with an absolute name
+// must be able to change folders, so that a relative one does not serve him.
+bool keeps_spelling(const recorder_findings &f, bool resumes) noexcept
+{
+    const char *const stored = f.stored.state.filename.get();
+    vela::base_name base;
+    if (stored == nullptr || base.set(stored) < 0) return false;
+    if (resumes && f.base.path()[0] == '/' && stored[0] != '/') return false;
+    return f.base.is_same(stored);
+}
+
+int plan_state(recovery_plan *plan, bool resumes) noexcept
 {
     const recorder_findings &f = plan->findings;
-    const char *const stored = f.stored.state.filename.get();
-    const bool keeps_spelling = stored != nullptr && f.base.is_same(stored);
     buffer_id files[vela::max_live_files];
     for (uint32_t i = 0; i < plan->live.nfiles(); ++i)
         files[i] = plan->live.files[i].id;
     plan->next_file_number = next_number(*plan);
+    // Behind the last number nothing could be recorded.
+    if (plan->next_file_number > vela::max_file_number)
+        return KOR_ERR_INVALID_DATA;
     const int result = vela::compose_state(
-        {.spelling = keeps_spelling ? stored : f.base.path(),
+        {.spelling = keeps_spelling(f, resumes) ? f.stored.state.filename.get()
+                                                : f.base.path(),
          .state = plan->live.state,
          .num_cb_samples = f.num_cb_samples,
          .num_hb_intervals = f.num_hb_intervals,
@@ -230,7 +242,10 @@ int remove_temporaries(const recovery_plan &plan) noexcept
 {
     int result = KOR_OK;
     for (const vela::file_name &name : plan.findings.listing.temporaries)
-        if (result >= 0) result = vela::remove_file(name.text);
+        if (result >= 0)
+            result = vela::is_other_than_file(name.text)
+                         ? vela::set_aside(name.text)
+                         : vela::remove_file(name.text);
     return result;
 }
 
@@ -249,15 +264,32 @@ int write_state(const recovery_plan &plan) noexcept
     if (!plan.is_state_wrong) return KOR_OK;
     vela::file_name name;
     plan.findings.base.name_state(&name);
+    int result = vela::is_other_than_file(name.text)
+                     ? vela::set_aside(name.text)
+                     : KOR_OK;
     vela::replacement file(name.text);
-    int result = file.begin();
+    if (result >= 0) result = file.begin();
     if (result >= 0) result = file.write(plan.state.begin(), plan.state.size());
     return result < 0 ? result : file.commit();
 }
 
+// What holds the folded records must outlast a power cut before they go,
+// whoever wrote it and did not sync it.
+int sync_kept(const recovery_plan &plan) noexcept
+{
+    vela::file_name name;
+    plan.findings.base.name_state(&name);
+    int result = vela::sync_existing(name.text);
+    for (uint32_t i = 0; i < plan.live.nfiles() && result >= 0; ++i) {
+        plan.findings.base.name_buffer(plan.live.files[i].id, &name);
+        result = vela::sync_existing(name.text);
+    }
+    return result < 0 ? result : vela::sync_folder(plan.findings.base.path());
+}
+
 int clear_leftovers(const recovery_plan &plan) noexcept
 {
-    int result = KOR_OK;
+    int result = plan.leftovers.empty() ? KOR_OK : sync_kept(plan);
     for (const leftover &left : plan.leftovers) {
         vela::file_name name;
         plan.findings.base.name_buffer(left.file->id, &name);
@@ -281,7 +313,8 @@ bool vela::recovery_plan::changes_anything() const noexcept
 }
 
 int vela::plan_recovery(const char *filename, uint32_t num_cb_samples,
-                        uint32_t num_hb_intervals, recovery_plan *plan) noexcept
+                        uint32_t num_hb_intervals, bool resumes,
+                        recovery_plan *plan) noexcept
 {
     int result = find_recorder(filename, num_cb_samples, num_hb_intervals,
                                &plan->findings);
@@ -289,7 +322,7 @@ int vela::plan_recovery(const char *filename, uint32_t num_cb_samples,
     for (uint32_t i = 0; i < plan->live.nfiles() && result >= 0; ++i)
         result = plan_repair(plan->findings, plan->live, i, &plan->repairs[i]);
     if (result >= 0) result = plan_leftovers(plan);
-    if (result >= 0) result = plan_state(plan);
+    if (result >= 0) result = plan_state(plan, resumes);
     return result;
 }
 

@@ -28,9 +28,11 @@ struct recovery_plan {
     bool changes_anything() const noexcept;
 };
 
-// Changes nothing.  Returns 0 or a negative code of kor_recover.
+// Changes nothing.  `resumes`: the recorder is to go on under this name.
+// Returns 0 or a negative code of kor_recover.
 int plan_recovery(const char *filename, uint32_t num_cb_samples,
-                  uint32_t num_hb_intervals, recovery_plan *plan) noexcept;
+                  uint32_t num_hb_intervals, bool resumes,
+                  recovery_plan *plan) noexcept;
 
 // Does it.  It can be killed at any point and planned and done again.
 int carry_out(const recovery_plan &plan) noexcept;

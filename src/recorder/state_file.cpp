@@ -69,15 +69,20 @@ private:
 
 // Numbers rise in the order in which files are created: sources first, then
 // the history made of them, then the open buffer.  The closed buffer beside a
-// history is older than the history.
+// history is older than the history.  A history whose number another was given
+// may bear that of the open buffer.
 bool are_in_order(const vela::stored_state &s) noexcept
 {
     uint32_t order[vela::max_live_files] = {};
     const uint32_t n = s.nfiles();
     for (uint32_t i = 0; i < n; ++i) order[i] = s.files[i].number;
-    if (s.state == KOR_ZCF_STATE_HCC) std::swap(order[0], order[1]);
-    for (uint32_t i = 1; i < n; ++i)
-        if (order[i - 1] >= order[i]) return false;
+    const bool has_history = s.state == KOR_ZCF_STATE_HCC;
+    if (has_history) std::swap(order[0], order[1]);
+    for (uint32_t i = 1; i < n; ++i) {
+        const bool may_equal = has_history && i + 1 == n;
+        if (order[i - 1] > order[i]) return false;
+        if (order[i - 1] == order[i] && !may_equal) return false;
+    }
     return order[n - 1] < s.next_file_number;
 }
 
@@ -86,6 +91,7 @@ int read_whole(const char *path, bool *present,
 {
     bool missing = false;
     const vela::open_file file = vela::open_for_reading(path, &missing);
+    missing = missing || vela::is_other_than_file(path);
     *present = !missing;
     if (!file) return missing ? KOR_OK : KOR_ERR_CANNOT_OPEN;
     unsigned char *const block = bytes->extend(max_state_size);

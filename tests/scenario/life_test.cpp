@@ -1,7 +1,10 @@
 // The life of a recorder: its files, its restarts, and what it keeps.
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cmath>
 
+#include "kor_recover.h"
 #include "recorder_support.hpp"
 #include "support/file_calls.hpp"
 
@@ -420,6 +423,45 @@ INSTANTIATE_TEST_SUITE_P(Table, UnsyncedFile,
                          [](const auto &row) {
                              return std::string(row.param);
                          });
+
+// What a failed sync has left is removed by recovery only behind a good one.
+TEST_F(LifeOfARecorder, RecoveryRemovesFoldedFilesBehindASync)
+{
+    {
+        const kor_holder kor = create_recorder();
+        fill(kor, 0, 12);
+        const test::failing_sync fault("hbuf");
+        fill(kor, 12, 13);
+    }
+    {
+        const test::failing_sync fault("hbuf");
+        EXPECT_EQ(kor_recover("rec"), KOR_ERR_INFLATE);
+        EXPECT_TRUE(test::file_exists("rec.1.cbuf.z"));
+        EXPECT_TRUE(test::file_exists("rec.2.cbuf.z"));
+    }
+    test::file_calls().clear();
+    EXPECT_EQ(kor_recover("rec"), KOR_RECOVER_REPAIRED);
+    const auto &calls = test::file_calls();
+    const auto history = std::ranges::find(calls, "sync rec.4.hbuf.z");
+    const auto state = std::ranges::find(calls, "sync rec.state");
+    const auto removal = std::ranges::find(calls, "unlink rec.1.cbuf.z");
+    ASSERT_NE(removal, calls.end());
+    EXPECT_LT(history, removal);
+    EXPECT_LT(state, removal);
+}
+
+TEST_F(LifeOfARecorder, SyncFailsWhereTheFolderCannotBeOpened)
+{
+    const kor_holder kor = create_recorder();
+    fill(kor, 0, 1);
+    struct rlimit old = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
+    const struct rlimit none = {0, old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(kor_sync(kor.get()), KOR_ERR_INFLATE);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &old), 0);
+    EXPECT_EQ(kor_sync(kor.get()), KOR_OK);
+}
 
 TEST_F(LifeOfARecorder, SyncBringsTheOpenBufferAndItsNameToTheDisk)
 {

@@ -1,5 +1,7 @@
 #include "kor_recover.h"
 
+#include <sys/stat.h>
+
 #include "unit/recorder/recovery_support.hpp"
 
 namespace {
@@ -407,6 +409,102 @@ TEST_F(KorRecover, RemovesTheTemporariesOfAnEarlierRecovery)
     restore(littered);
     EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
     EXPECT_EQ(read_folder(), files);
+}
+
+// --- what stands in the way ---
+
+TEST_F(KorRecover, LeavesWhatIsNoFileWhereItIs)
+{
+    folder files = recorder_folder(15);
+    restore(files);
+    std::filesystem::create_directory("rec.9.cbuf.z");
+    ASSERT_EQ(mkfifo("rec.10.cbuf.z", 0666), 0);
+    std::filesystem::create_symlink("rec.11.cbuf.z", "rec.11.cbuf.z");
+    std::filesystem::create_symlink("nowhere", "rec.12.cbuf.z");
+    EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);  // the next number is above
+    EXPECT_EQ(recover(), KOR_RECOVER_UNCHANGED);
+    const kor_holder kor(kor_resume("rec", 4, 2));
+    ASSERT_NE(kor, nullptr);
+    record(kor.get(), 15, 30);
+    EXPECT_TRUE(std::filesystem::is_directory("rec.9.cbuf.z"));
+    EXPECT_TRUE(std::filesystem::is_fifo("rec.10.cbuf.z"));
+    EXPECT_TRUE(std::filesystem::is_symlink("rec.11.cbuf.z"));
+    EXPECT_TRUE(std::filesystem::is_symlink("rec.12.cbuf.z"));
+}
+
+TEST_F(KorRecover, SetsAsideWhatTakesThePlaceOfTheStateFile)
+{
+    const folder files = recorder_folder(15);
+    for (const char *const place : {"rec.state", "rec.state.kor-tmp"}) {
+        folder others = files;
+        others.erase("rec.state");
+        restore(others);
+        std::filesystem::create_directory(place);
+        EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED) << place;
+        EXPECT_EQ(read_file("rec.state"), files.at("rec.state"));
+        EXPECT_TRUE(
+            std::filesystem::is_directory(std::string(place) + ".orphan"));
+    }
+}
+
+TEST_F(KorRecover, LitterDoesNotUseUpTheNumbers)
+{
+    folder files = recorder_folder(15);
+    files["rec.2147483647.cbuf.z.old"] = "";
+    restore(files);
+    EXPECT_EQ(recover(), KOR_RECOVER_UNCHANGED);
+    // A number behind which nothing can be recorded.
+    files["rec.2147483647.cbuf.z"] = files.at("rec.5.cbuf.z");
+    files.erase("rec.5.cbuf.z");
+    restore(files);
+    EXPECT_EQ(recover(), KOR_ERR_INVALID_DATA);
+    EXPECT_EQ(read_folder(), files);
+}
+
+TEST_F(KorRecover, WritesAStateThatItReads)
+{
+    folder files = recorder_folder(14);
+    files["rec.5.hbuf.z"] = files.at("rec.4.hbuf.z");
+    files.erase("rec.4.hbuf.z");
+    restore(files);
+    EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(recover(), KOR_RECOVER_UNCHANGED);
+    report_holder report;
+    EXPECT_EQ(recover_and_report(&report), KOR_RECOVER_UNCHANGED);
+    EXPECT_EQ(report->state_file_rebuilt, 0u);
+}
+
+TEST_F(KorRecover, ALongSpellingInTheStateFileIsNotKept)
+{
+    folder files = recorder_folder(3);
+    const std::string base = std::string(1200, '/') + "rec";
+    std::string &state = files["rec.state"];
+    const std::string stored = stored_count(3) + "rec";
+    state.replace(state.find(stored), stored.size(),
+                  stored_count(static_cast<uint32_t>(base.size())) + base);
+    restore(files);
+    EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    EXPECT_EQ(read_folder(), recorder_folder(3));
+}
+
+TEST_F(KorRecover, GivesWhatItWritesToTheOwnerOfTheRecorder)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+    constexpr uid_t nobody = 65534;
+    folder files = recorder_folder(15);
+    files.erase("rec.state");
+    files["rec.3.cbuf.z"].insert(20, "damage");
+    restore(files);
+    ASSERT_EQ(chown(".", nobody, nobody), 0);
+    for (const auto &[name, content] : files)
+        ASSERT_EQ(chown(name.c_str(), nobody, nobody), 0);
+    EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
+    for (const std::string &name : list_folder()) {
+        struct stat status = {};
+        ASSERT_EQ(stat(name.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, nobody) << name;
+        EXPECT_EQ(status.st_gid, nobody) << name;
+    }
 }
 
 // --- the state file leads nowhere else ---

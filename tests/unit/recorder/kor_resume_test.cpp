@@ -52,6 +52,28 @@ TEST_F(KorResume, KeepsTheParametersOfTheRecorderItFinds)
     }
 }
 
+TEST_F(KorResume, AnAbsoluteNameOutlastsAChangeOfFolder)
+{
+    restore(recorder_folder(30));
+    const auto in_one_go = record_strings(records_of(play()));
+    restore(recorder_folder(7));
+    std::filesystem::create_directory("elsewhere");
+    const auto here = std::filesystem::current_path();
+    {
+        const kor_holder kor(kor_resume((here / "rec").c_str(), 4, 2));
+        ASSERT_NE(kor, nullptr);
+        std::filesystem::current_path("elsewhere");
+        record(kor.get(), 7, 30);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty("."));
+    std::filesystem::current_path(here);
+    EXPECT_EQ(record_strings(records_of(play())), in_one_go);
+    // A relative name goes on with the absolute one.
+    const folder files = read_folder();
+    resume().reset();
+    EXPECT_EQ(read_folder(), files);
+}
+
 TEST_F(KorResume, UsesItsParametersWhereTheFilesTellNone)
 {
     folder files = recorder_folder(7);
