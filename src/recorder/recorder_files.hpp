@@ -9,7 +9,7 @@
 
 #include "recorder/buffer_scan.hpp"
 #include "recorder/durable_files.hpp"
-#include "common/growable.hpp"
+#include "recorder/growable.hpp"
 
 namespace vela {
 
