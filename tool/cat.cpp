@@ -9,6 +9,7 @@
 #include "messages.hpp"
 #include "output.hpp"
 #include "playback.hpp"
+#include "recorder_files.hpp"
 #include "selection.hpp"
 #include "verbs.hpp"
 
@@ -36,11 +37,13 @@ const std::map<std::string, format_maker> &formats()
     return all;
 }
 
-// Opening the output would cut off the file that is to be read.
+// Opening the output would cut off a file that is to be read.
 void refuse_to_overwrite(const playback &source, const std::string &file)
 {
     struct stat target;
-    if (file.empty() || stat(file.c_str(), &target) != 0) return;
+    if (file.empty() || file == "-") return;
+    refuse_recorder_file(source.name(), file);
+    if (stat(file.c_str(), &target) != 0) return;
     for (const kor_playback_file &f : source.files()) {
         struct stat own;
         if (stat(f.filename, &own) != 0) continue;

@@ -14,6 +14,7 @@
 #include "messages.hpp"
 #include "output.hpp"
 #include "playback.hpp"
+#include "recorder_files.hpp"
 #include "recovery.hpp"
 #include "summary.hpp"
 #include "verbs.hpp"
@@ -187,7 +188,8 @@ void examination::check_recovery()
     if (!r.report) {
         const bool empty = r.code == KOR_ERR_END_OF_STREAM;
         if (!empty) {
-            add(name_, "cannot be recovered: " + tool::describe(r.code));
+            add(name_, "cannot be recovered: " +
+                           explain_failure(name_, r.code, file_use::reading));
         }
         return;
     }

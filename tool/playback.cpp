@@ -8,6 +8,7 @@
 #include "kor.h"
 #include "kor_buffer.h"
 #include "messages.hpp"
+#include "recorder_files.hpp"
 
 namespace tool {
 
@@ -16,9 +17,14 @@ playback::playback(const std::string &name)
       playback_(name.empty() ? nullptr : kor_playback_open(name.c_str()))
 {
     if (playback_) return;
-    throw failure(fmt::format("{}: no recorder and no buffer file: {}",
-                              printable(name),
-                              describe(vela_get_last_error())));
+    if (name.empty()) throw failure("the name of a recorder cannot be empty");
+    const int code = vela_get_last_error();
+    const auto refusal = find_refusal(name, file_use::reading);
+    const bool is_none = code == KOR_ERR_CANNOT_OPEN && !refusal;
+    throw failure(
+        fmt::format("{}: {}", printable(name),
+                    is_none ? "no recorder and no buffer file"
+                            : explain_failure(name, code, file_use::reading)));
 }
 
 bool playback::next(kor_playback_item &item)

@@ -10,6 +10,7 @@
 #include "exit_status.hpp"
 #include "kor_recover.h"
 #include "messages.hpp"
+#include "recorder_files.hpp"
 #include "recovery.hpp"
 #include "sensor_array.h"
 #include "telemetry_matrix.h"
@@ -18,14 +19,18 @@ namespace tool {
 
 namespace {
 
-// The library builds file names of at most 1023 characters: the base name and
-// up to ".4294967295.cbuf.z".
-constexpr size_t longest_base = 1000;
+// What recovery takes: the library builds file names of at most 1023
+// characters, and endings are to fit.
+constexpr size_t longest_base = 980;
 
 // Capacities are signed 32-bit numbers, doubled for histories.
 constexpr uint32_t largest_capacity = 1u << 30;
 
-void require(bool condition, const char *text)
+// The library aborts a fold into more: its table is cleared for each interval,
+// and counts that in 16 bits.
+constexpr uint32_t most_intervals = 65534;
+
+void require(bool condition, const std::string &text)
 {
     if (!condition) throw failure(text, exit_status::wrong_usage);
 }
@@ -78,6 +83,8 @@ void check_parameters(const recorder_parameters &parameters)
             "--samples must be an even number above 0");
     require(intervals > 0 && intervals % 2 == 0,
             "--intervals must be an even number above 0");
+    require(intervals <= most_intervals,
+            fmt::format("--intervals must be at most {}", most_intervals));
     require(samples % intervals == 0,
             "--samples must be a multiple of --intervals");
 }
@@ -85,7 +92,11 @@ void check_parameters(const recorder_parameters &parameters)
 void check_base_name(const std::string &base)
 {
     require(!base.empty(), "the base name of a recorder cannot be empty");
-    require(base.size() <= longest_base, "the base name is too long");
+    require(base.back() != '/', "a base name is needed behind the folder");
+    require(base.size() <= longest_base,
+            fmt::format("the base name is too long: {} characters, of at "
+                        "most {}",
+                        base.size(), longest_base));
 }
 
 recording::recording(const std::string &base,
@@ -98,7 +109,14 @@ recording::recording(const std::string &base,
     if (!recorder_) {
         throw failure(fmt::format(
             "{}: the recorder can be neither resumed nor created: {}",
-            printable(base), describe(vela_get_last_error())));
+            printable(base),
+            explain_failure(base, vela_get_last_error(), file_use::writing)));
+    }
+    if (recorder_->num_hb_intervals > most_intervals) {
+        throw failure(fmt::format(
+            "{}: it was created with {} intervals; with more than {} it can "
+            "only be read",
+            printable(base), recorder_->num_hb_intervals, most_intervals));
     }
     if (recorder_->num_cb_samples == samples &&
         recorder_->num_hb_intervals == intervals) {
@@ -143,8 +161,9 @@ void recording::write_sample(int32_t time, const std::vector<float> &values)
     if (rc == 0)
         rc = kor_write_telemetry_vector(recorder_.get(), vector_.get());
     if (rc < 0) {
-        throw failure(fmt::format("{}: the sample cannot be written: {}",
-                                  printable(base_), describe(rc)));
+        throw failure(fmt::format(
+            "{}: the sample cannot be written: {}", printable(base_),
+            explain_failure(base_, rc, file_use::writing)));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "messages.hpp"
 #include "output.hpp"
 #include "playback.hpp"
+#include "recorder_files.hpp"
 #include "recording.hpp"
 #include "recovery.hpp"
 #include "verbs.hpp"
@@ -77,7 +78,9 @@ exit_status explain(const options &o, int code)
         complain(fmt::format("{}: nothing was recorded", printable(o.base)));
         return exit_status::nothing;
     }
-    std::string text = fmt::format("{}: {}", printable(o.base), describe(code));
+    const file_use use = o.dry_run ? file_use::reading : file_use::writing;
+    std::string text = fmt::format("{}: {}", printable(o.base),
+                                   explain_failure(o.base, code, use));
     if (code == KOR_ERR_INVALID_DATA) {
         text += o.parameters.samples == 0
                     ? "; the parameters may be lost: give --samples and "

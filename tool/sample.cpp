@@ -13,6 +13,7 @@
 
 #include "machine.hpp"
 #include "messages.hpp"
+#include "recorder_files.hpp"
 #include "recorder_options.hpp"
 #include "recording.hpp"
 #include "times.hpp"
@@ -215,6 +216,7 @@ exit_status run(const options &o)
         throw failure("--for is shorter than --every",
                       exit_status::wrong_usage);
     }
+    if (!o.vorn.empty()) refuse_recorder_file(o.base, o.vorn);
     return sampler(o).run();
 }
 

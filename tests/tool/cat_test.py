@@ -111,6 +111,15 @@ class Formats(Recorded):
                          {"CPU0": None, "CPU1": 1})
         self.assertIn("CPU0: n/a  CPU1: 1", self.kor("cat", "gap").out)
 
+    def test_an_infinite_reading_is_null_in_jsonl_only(self):
+        self.record([f"{stamp(0)},CPU0,CPU1", f"{stamp(0)},inf,-inf"], "far")
+        run = self.kor("cat", "far", "--format", "jsonl", expect=DONE)
+        self.assertEqual(json.loads(run.out)["values"],
+                         {"CPU0": None, "CPU1": None})
+        out = self.kor("cat", "far", "--format", "csv", expect=DONE).out
+        self.assertIn("CPU0,inf,", out)
+        self.assertIn("CPU1,-inf,", out)
+
     def test_names_are_escaped_where_they_must_be(self):
         names = 'CPU "0",\\CPU,CPU\xe4'
         self.record([f"{stamp(0)},{names}", f"{stamp(0)},1,2,3"], "n")
@@ -213,11 +222,33 @@ class Output(Recorded):
         self.assertEqual((self.folder / "out.csv").read_text(), out)
 
     def test_a_file_of_the_recorder_is_never_overwritten(self):
-        before = self.contents()
-        for name in self.names("*.z"):
-            self.kor("cat", "r", "-o", name, expect=WRONG_USAGE)
-            self.kor("cat", name, "-o", "./" + name, expect=WRONG_USAGE)
-        self.assertEqual(self.contents(), before)
+        self.write("r.1.cbuf.z.orphan", "set aside")
+        (self.folder / "folder").mkdir()
+        os.symlink("../r.state", self.folder / "folder/link")
+        before = self.files()
+        one = self.names("*.cbuf.z")[0]
+        for name in [*self.names("r.*"), "folder/link",
+                     # Names that the recorder may give later.
+                     "r.999.cbuf.z", "r.999.hbuf.z", "r.state.kor-tmp"]:
+            with self.subTest(name):
+                for shown in ("r", one):
+                    for path in (name, "./" + name):
+                        self.kor("cat", shown, "-o", path, expect=WRONG_USAGE)
+                self.kor("sample", "r", "--every", 1, "--for", 1, "--vorn",
+                         name, expect=WRONG_USAGE)
+        self.assertEqual(self.files(), before)
+
+    def files(self):
+        return {path: path.read_bytes() for path in self.folder.rglob("*")
+                if path.is_file()}
+
+    def test_other_names_are_taken(self):
+        for name in ("r", "r.csv", "r.txt", "r.1.cbuf.z.csv", "q.1.cbuf.z",
+                     "rr.state", "folder/r.1.cbuf.z"):
+            (self.folder / "folder").mkdir(exist_ok=True)
+            with self.subTest(name):
+                self.kor("cat", "r", "-o", name, expect=DONE)
+                (self.folder / name).unlink()
 
     def test_a_full_disk_is_reported(self):
         with open("/dev/full", "wb") as full:
@@ -283,10 +314,54 @@ class Damaged(Recorded):
     def test_what_is_no_recorder_fails(self):
         self.write("junk", "no buffer\n" * 10)
         for verb in ("cat", "info", "check"):
-            self.kor(verb, "missing", expect=FAILED)
+            run = self.kor(verb, "missing", expect=FAILED)
+            self.assertIn("missing: no recorder and no buffer file", run.err)
             self.kor(verb, "", expect=FAILED)
             run = self.kor(verb, "junk")
             self.assertIn(run.status, (FAILED, INCOMPLETE))
+
+
+class Forbidden(support.ToolTest):
+    """Files that may not be opened are named, with the reason."""
+
+    # Root may open everything, unless it gives that up.
+    GIVE_UP = ([] if os.geteuid() else
+               ["setpriv", "--bounding-set=-dac_override,-dac_read_search"])
+
+    def setUp(self):
+        super().setUp()
+        self.record(telemetry(1))
+        self.write("in", text(telemetry(1, first=1)))
+
+    def assert_said(self, said, *arguments):
+        run = subprocess.run([*self.GIVE_UP, *support.COMMAND, *arguments],
+                             cwd=self.folder, capture_output=True, check=False)
+        self.assertEqual(run.returncode, FAILED, arguments)
+        self.assertIn(said, run.stderr.decode())
+
+    def test_files_that_may_not_be_read(self):
+        for name in ("r.state", "r.1.cbuf.z"):
+            os.chmod(self.folder / name, 0)
+            for arguments in (["cat", "r"], ["info", "r"], ["check", "r"],
+                              ["recover", "r"], ["record", "r", "in"]):
+                with self.subTest(name=name, arguments=arguments):
+                    self.assert_said(f"{name}: Permission denied", *arguments)
+            os.chmod(self.folder / name, 0o600)
+        os.chmod(self.folder / "r.1.cbuf.z", 0)
+        self.assert_said("r.1.cbuf.z: Permission denied", "cat", "r.1.cbuf.z")
+
+    def test_folders(self):
+        (self.folder / "closed").mkdir(0)
+        (self.folder / "read-only").mkdir(0o500)
+        for said, arguments in (
+                ("missing: No such file", ["cat", "missing/r"]),
+                ("missing: No such file", ["record", "missing/r", "in"]),
+                ("closed: Permission denied", ["cat", "closed/r"]),
+                ("closed: Permission denied", ["record", "closed/r", "in"]),
+                ("read-only: Permission denied",
+                 ["record", "read-only/r", "in"])):
+            with self.subTest(arguments=arguments):
+                self.assert_said(said, *arguments)
 
 
 class Info(Recorded):
@@ -319,6 +394,14 @@ class Info(Recorded):
         self.assertIn("8 of 8 intervals", out)
         self.assertIn("period: 5 min 0 s", out)
         self.assertIn("13 of type 2", out)
+
+    def test_sensors_of_one_name_are_counted_together(self):
+        lines = [f"{stamp(0)},CPU0,CPU0",
+                 *(f"{stamp(i)},{i},{i}" for i in range(40))]
+        self.record(lines, "twins")
+        info = json.loads(self.kor("info", "twins", "--json",
+                                   expect=DONE).out)
+        self.assertEqual(info["sensors"], [{"name": "CPU0", "readings": 80}])
 
     def test_gaps_and_clock_steps_are_found(self):
         times = [*range(10), *range(30, 40), *range(20, 25)]

@@ -1,6 +1,7 @@
 """kor record: text telemetry into a recorder."""
 import json
 import random
+import struct
 
 import support
 from support import (DONE, FAILED, INCOMPLETE, NOTHING, WRONG_USAGE, inflate,
@@ -275,6 +276,12 @@ class Events(support.ToolTest):
         self.assertEqual(self.kinds(), "s")
 
 
+def long_base(length):
+    """A base name of so many characters, in the current folder."""
+    leaf = "r" if length % 2 else "rr"
+    return "./" * ((length - len(leaf)) // 2) + leaf
+
+
 class Usage(support.ToolTest):
     def test_statuses(self):
         self.write("in", text(telemetry(1)))
@@ -288,18 +295,38 @@ class Usage(support.ToolTest):
             (WRONG_USAGE, ["record", "r", "in", "--intervals", 3]),
             (WRONG_USAGE, ["record", "r", "in", "--samples", 8,
                            "--intervals", 6]),
+            (WRONG_USAGE, ["record", "r", "in", "--samples", 131072,
+                           "--intervals", 65536]),
             (WRONG_USAGE, ["record", "r", "in", "--nonsense"]),
+            (WRONG_USAGE, ["record", "./", "in"]),
+            (WRONG_USAGE, ["record", long_base(981), "in"]),
             (FAILED, ["record", "r", "missing"]),
             (FAILED, ["record", "no/such/folder/r", "in"]),
             (FAILED, ["record", "r", "in", "--events", "missing"]),
             (NOTHING, ["record", "r", "/dev/null"]),
             (DONE, ["record", "r", "in"]),
+            (DONE, ["record", long_base(980), "in"]),
+            (DONE, ["record", "most", "in", "--samples", 131068,
+                    "--intervals", 65534]),
         ]
         for status, arguments in rows:
             with self.subTest(arguments=arguments):
                 run = self.kor(*arguments, expect=status)
                 self.assertEqual(run.out, "")
                 self.assertEqual(run.err == "", status == DONE)
+
+    def test_a_recorder_that_cannot_be_folded_is_not_written_to(self):
+        self.record(telemetry(1), "r", 140000, 2)
+        path = self.folder / "r.state"
+        told = struct.pack(">3I", 140000, 2, 70000)
+        self.assertIn(told, path.read_bytes())
+        self.write("r.state", path.read_bytes().replace(
+            told, struct.pack(">3I", 140000, 70000, 2)))
+        before = self.contents()
+        run = self.record(telemetry(1, first=1), "r", 8, 4, FAILED)
+        self.assertIn("70000 intervals", run.err)
+        self.assertEqual(self.contents(), before)
+        self.kor("cat", "r", expect=DONE)
 
 
 if __name__ == "__main__":
