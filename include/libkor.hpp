@@ -17,13 +17,16 @@
 //     if (auto error = recorder->write(*vector, std::time(nullptr)))
 //         complain(error.message());
 //
-//     for (const libkor::item &item : *libkor::playback::open("flight"))
+//     auto playback = libkor::playback::open("flight");
+//     if (!playback) return complain(playback.error().message());
+//     for (const libkor::item &item : *playback)
 //         if (item.kind == KOR_PLAYBACK_SAMPLE) use(item.values[0]);
 #ifndef LIBKOR_LIBKOR_HPP
 #define LIBKOR_LIBKOR_HPP
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <ctime>
 #include <initializer_list>
 #include <iterator>
@@ -102,6 +105,16 @@ inline error check_time(std::time_t seconds) noexcept
     return error(is_storable ? KOR_OK : KOR_ERR_BAD_TIMESTAMP);
 }
 
+// The most sensors of a vector, and characters of a name, that can be stored.
+inline constexpr std::uint32_t most_stored = 10000;
+
+inline error check_name(const char *name) noexcept
+{
+    if (name == nullptr || name[0] == '\0') return error(KOR_ERR_INVALID_DATA);
+    const bool fits = std::strlen(name) <= most_stored;
+    return error(fits ? KOR_OK : KOR_ERR_TOO_LONG);
+}
+
 // Free of struct timeval, whose width is the caller's choice on some hosts.
 inline struct timestamp at(std::time_t seconds) noexcept
 {
@@ -114,19 +127,22 @@ inline struct timestamp at(std::time_t seconds) noexcept
 }  // namespace detail
 
 // One time stamp and one reading for each of a fixed set of sensors.  What is
-// made by default holds nothing and may only be assigned to.
+// made by default or was moved from holds nothing and may only be assigned to.
 class telemetry_vector {
 public:
     telemetry_vector() noexcept = default;
 
     // The names are copied.  KOR_ERR_INVALID_DATA without sensors or for a
-    // null name, KOR_ERR_NO_MEMORY.
+    // null or empty name, KOR_ERR_TOO_LONG for more than 10000 sensors, or
+    // characters of a name, KOR_ERR_NO_MEMORY.
     static result<telemetry_vector> create(const char *const *names,
                                            std::uint32_t count) noexcept
     {
         if (count == 0) return libkor::error(KOR_ERR_INVALID_DATA);
+        if (count > detail::most_stored) return libkor::error(KOR_ERR_TOO_LONG);
         for (std::uint32_t i = 0; i < count; ++i)
-            if (names[i] == nullptr) return libkor::error(KOR_ERR_INVALID_DATA);
+            if (const auto refused = detail::check_name(names[i]))
+                return refused;
         detail::handle<struct matrix, matrix_destroy> values(
             matrix_create(1, count));
         if (!values) return detail::last_error();
@@ -191,16 +207,17 @@ private:
     detail::handle<struct matrix, matrix_destroy> matrix_;
 };
 
-// A recorder that is closed with its handle.  What is made by default holds
-// nothing and may only be assigned to.
+// A recorder that is closed with its handle.  What is made by default or was
+// moved from holds nothing and may only be assigned to.
 class recorder {
 public:
     recorder() noexcept = default;
 
     // Recovers and continues what is there, with the parameters that it was
     // created with, or begins anew: what a program calls at its start.
-    // KOR_ERR_INVALID_DATA for parameters that no recorder can have: both must
-    // be even, and the second divide the first.
+    // KOR_ERR_INVALID_DATA for parameters that no recorder can have, and for a
+    // recorder that has such: both must be even, the second divide the first
+    // and be at most 65534.
     static result<recorder> resume(const char *name, std::uint32_t samples,
                                    std::uint32_t intervals) noexcept
     {
@@ -241,7 +258,7 @@ public:
     error write_event(std::uint32_t type, std::time_t time,
                       const char *text) noexcept
     {
-        if (!takes_events_) return error(KOR_ERR_INCOMPLETE);
+        if (!kor_ || !takes_events_) return error(KOR_ERR_INCOMPLETE);
         const bool is_countable = type >= 1 && type <= last_event_type;
         if (!is_countable || text == nullptr || text[0] == '\0')
             return error(KOR_ERR_INVALID_DATA);
@@ -260,6 +277,7 @@ public:
 
 private:
     static constexpr std::uint32_t last_event_type = 5;
+    static constexpr std::uint32_t most_intervals = 65534;  // of a fold
 
     explicit recorder(struct kor *kor) noexcept : kor_(kor) {}
 
@@ -268,7 +286,8 @@ private:
     {
         constexpr std::uint32_t most = std::numeric_limits<std::int32_t>::max();
         return name != nullptr && name[0] != '\0' && samples > 0 &&
-               samples <= most && intervals > 0 && samples % 2 == 0 &&
+               samples <= most && intervals > 0 &&
+               intervals <= most_intervals && samples % 2 == 0 &&
                intervals % 2 == 0 && samples % intervals == 0;
     }
 
@@ -281,6 +300,8 @@ private:
             return error(KOR_ERR_INVALID_DATA);
         recorder made(make_it(name, samples, intervals));
         if (!made.kor_) return detail::last_error();
+        if (made.kor_->num_hb_intervals > most_intervals)
+            return error(KOR_ERR_INVALID_DATA);
         return made;
     }
 
@@ -293,7 +314,7 @@ private:
 using item = struct kor_playback_item;
 
 // The items of a recorder or of one buffer file, once, in time order.  What is
-// made by default has none.
+// made by default or was moved from has none.
 class playback {
 public:
     playback() noexcept = default;
@@ -301,6 +322,7 @@ public:
     // The name of a recorder or of one of its files.
     static result<playback> open(const char *name) noexcept
     {
+        if (name == nullptr) return libkor::error(KOR_ERR_CANNOT_OPEN);
         playback opened;
         opened.playback_.reset(kor_playback_open(name));
         if (!opened.playback_) return detail::last_error();

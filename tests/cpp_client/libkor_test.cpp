@@ -1,8 +1,10 @@
 #include "libkor.hpp"
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -162,6 +164,24 @@ TEST(TelemetryVector, NeedsSensorsWithNames)
     const auto nameless = libkor::telemetry_vector::create({"FAN0", nullptr});
     EXPECT_EQ(nameless.error().code(), KOR_ERR_INVALID_DATA);
     EXPECT_EQ(nameless->get(), nullptr);
+    const auto empty = libkor::telemetry_vector::create({"FAN0", ""});
+    EXPECT_EQ(empty.error().code(), KOR_ERR_INVALID_DATA);
+}
+
+TEST(TelemetryVector, TakesWhatCanBeRecorded)
+{
+    constexpr std::size_t most = 10000;
+    const std::string longest(most, 'n');
+    const std::string too_long(most + 1, 'n');
+    EXPECT_TRUE(libkor::telemetry_vector::create({longest.c_str()}));
+    const auto long_name = libkor::telemetry_vector::create({too_long.c_str()});
+    EXPECT_EQ(long_name.error().code(), KOR_ERR_TOO_LONG);
+    const std::vector<const char *> names(most + 1, "n");
+    const auto sized = [&](std::uint32_t count) {
+        return libkor::telemetry_vector::create(names.data(), count);
+    };
+    EXPECT_TRUE(sized(most));
+    EXPECT_EQ(sized(most + 1).error().code(), KOR_ERR_TOO_LONG);
 }
 
 // Where time is 32 bits wide no time beyond can even be expressed.
@@ -190,7 +210,37 @@ TEST(TelemetryVector, KeepsItsTimeWhenAnotherCannotBeStored)
     EXPECT_EQ(vector.time(), -1);
 }
 
+// While it lives no file can grow.
+class full_disk {
+public:
+    full_disk()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        struct rlimit none = before_;
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_FSIZE, &none);
+    }
+    full_disk(const full_disk &) = delete;
+    full_disk &operator=(const full_disk &) = delete;
+    ~full_disk() { setrlimit(RLIMIT_FSIZE, &before_); }
+
+private:
+    struct rlimit before_;
+};
+
 class Recorder : public InScratchFolder {};
+
+TEST_F(Recorder, TakesNoEventWhenItWasMovedFrom)
+{
+    auto recorder = libkor::recorder::create("flight", 4, 2);
+    ASSERT_TRUE(recorder);
+    write_samples(*recorder, 0, 1);
+    libkor::recorder second = std::move(*recorder);
+    EXPECT_EQ(recorder->get(), nullptr);
+    EXPECT_EQ(recorder->write_event(1, start, "x").code(), KOR_ERR_INCOMPLETE);
+    EXPECT_EQ(second.write_event(1, start, "x").code(), KOR_OK);
+}
 
 TEST_F(Recorder, RefusesParametersThatNoRecorderCanHave)
 {
@@ -198,10 +248,11 @@ TEST_F(Recorder, RefusesParametersThatNoRecorderCanHave)
         const char *name;
         std::uint32_t samples, intervals;
     };
-    const row rows[] = {{nullptr, 4, 2},  {"", 4, 2},
-                        {"flight", 0, 2}, {"flight", 4, 0},
-                        {"flight", 3, 1}, {"flight", 6, 3},
-                        {"flight", 6, 4}, {"flight", 0x80000000, 2}};
+    const row rows[] = {{nullptr, 4, 2},          {"", 4, 2},
+                        {"flight", 0, 2},         {"flight", 4, 0},
+                        {"flight", 3, 1},         {"flight", 6, 3},
+                        {"flight", 6, 4},         {"flight", 0x80000000, 2},
+                        {"flight", 131072, 65536}};
     for (const row &r : rows) {
         const auto resumed =
             libkor::recorder::resume(r.name, r.samples, r.intervals);
@@ -212,6 +263,24 @@ TEST_F(Recorder, RefusesParametersThatNoRecorderCanHave)
         EXPECT_EQ(created->get(), nullptr);
     }
     EXPECT_TRUE(std::filesystem::is_empty("."));
+}
+
+TEST_F(Recorder, TakesAsManyIntervalsAsCanBeFolded)
+{
+    EXPECT_TRUE(libkor::recorder::create("flight", 131068, 65534));
+}
+
+TEST_F(Recorder, DoesNotGoOnWithMoreIntervalsThanCanBeFolded)
+{
+    {
+        struct kor *made = kor_create("flight", 140000, 70000);
+        libkor::telemetry_vector vector = two_sensors();
+        EXPECT_EQ(vector.stamp(start).code(), KOR_OK);
+        EXPECT_EQ(kor_write_telemetry_vector(made, vector.get()), KOR_OK);
+        kor_close(&made);
+    }
+    const auto resumed = libkor::recorder::resume("flight", 4, 2);
+    EXPECT_EQ(resumed.error().code(), KOR_ERR_INVALID_DATA);
 }
 
 TEST_F(Recorder, TellsWhyItCannotBeMade)
@@ -286,10 +355,13 @@ TEST_F(Recorder, TakesNoEventBehindAWriteThatFailed)
     auto recorder = libkor::recorder::create("flight", 4, 2);
     ASSERT_TRUE(recorder);
     write_samples(*recorder, 0, 1);
-    // An empty name could not be read back.
-    auto vector = libkor::telemetry_vector::create({""});
-    ASSERT_TRUE(vector);
-    EXPECT_TRUE(recorder->write(*vector, start + 1));
+    libkor::telemetry_vector vector = two_sensors();
+    libkor::error failed;
+    {
+        const full_disk full;
+        failed = recorder->write(vector, start + 1);
+    }
+    EXPECT_EQ(failed.code(), KOR_ERR_INFLATE);
     EXPECT_EQ(recorder->write_event(1, start + 1, "x").code(),
               KOR_ERR_INCOMPLETE);
     write_samples(*recorder, 2, 3);
@@ -323,7 +395,9 @@ TEST_F(Playback, GivesMissingReadingsAsSuch)
         ASSERT_EQ(recorder->write(vector, start).code(), KOR_OK);
     }
     int nsamples = 0;
-    for (const libkor::item &item : *libkor::playback::open("flight")) {
+    auto playback = libkor::playback::open("flight");
+    ASSERT_TRUE(playback);
+    for (const libkor::item &item : *playback) {
         if (item.kind != KOR_PLAYBACK_SAMPLE) continue;
         ++nsamples;
         EXPECT_EQ(item.values[0], 45.5f);
@@ -364,6 +438,9 @@ TEST_F(Playback, TellsWhyItCannotBeOpened)
     EXPECT_FALSE(playback);
     EXPECT_EQ(playback.error().code(), KOR_ERR_CANNOT_OPEN);
     EXPECT_STREQ(playback.error().message(), "file could not be opened");
+    EXPECT_EQ(libkor::playback::open(nullptr).error().code(),
+              KOR_ERR_CANNOT_OPEN);
+    EXPECT_EQ(libkor::playback::open("").error().code(), KOR_ERR_CANNOT_OPEN);
     // What holds nothing has no items.
     EXPECT_EQ(strings_of(*playback), strings{});
     EXPECT_EQ(playback->info().nfiles, 0u);

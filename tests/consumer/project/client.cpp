@@ -25,7 +25,9 @@ libkor::error record(const char *name)
 int count_samples(const char *name)
 {
     int n = 0;
-    for (const libkor::item &item : *libkor::playback::open(name))
+    auto playback = libkor::playback::open(name);
+    if (!playback) return playback.error().code();
+    for (const libkor::item &item : *playback)
         if (item.kind == KOR_PLAYBACK_SAMPLE &&
             sensor_value_is_equal(item.values[0],
                                   45.5f + static_cast<float>(n)))
