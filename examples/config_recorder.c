@@ -63,7 +63,10 @@ static int get_sensors(config *conf, struct parameters *p)
     return all;
 }
 
-/* What kor_resume would abort on is refused here: it comes from a person. */
+/* The library cannot fold a file into more. */
+#define MOST_INTERVALS 65534u
+
+/* What the library would abort on is refused here: it comes from a person. */
 static int get_parameters(config *conf, struct parameters *p)
 {
     memset(p, 0, sizeof *p);
@@ -75,10 +78,12 @@ static int get_parameters(config *conf, struct parameters *p)
     if (p->base == NULL || p->base[0] == '\0' || p->samples == 0 ||
         p->intervals == 0 || p->period == 0 || p->count == 0)
         return 0;
-    if (p->intervals % 2 != 0 || p->samples % p->intervals != 0) {
+    if (p->intervals % 2 != 0 || p->intervals > MOST_INTERVALS ||
+        p->samples % p->intervals != 0) {
         fprintf(stderr,
-                "config_recorder: intervals must be even and divide "
-                "samples\n");
+                "config_recorder: intervals must be even, at most %u, and "
+                "divide samples\n",
+                MOST_INTERVALS);
         return 0;
     }
     return get_sensors(conf, p);
