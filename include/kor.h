@@ -49,9 +49,11 @@ struct kor {
  * any.
  *
  * filename          base name of all files; copied.  Relative names are found
- *                   again only from the same current folder
+ *                   again only from the same current folder, and names of more
+ *                   than 980 characters not by kor_recover and playback
  * num_cb_samples    samples a current buffer holds; even, and a multiple of
- * num_hb_intervals  intervals it is summarised into; even
+ * num_hb_intervals  intervals it is summarised into; even, and at most 65534:
+ *                   with more the first summary aborts
  * Returns           a recorder for kor_close, or null with the last error set:
  *                   KOR_ERR_NO_MEMORY (-22), KOR_ERR_CANNOT_OPEN (-40),
  *                   KOR_ERR_INFLATE (-41) if the state could not be written
