@@ -277,20 +277,36 @@ void keep_names(const struct kor *kor)
 
 }  // namespace
 
+// Goes on in a new current buffer; `create` makes the state that has it.  A
+// `history`, if there is one, is in use, too, though no state knows of it yet.
+template <class State, class Create>
+static int _kor_go_on(struct kor *kor, State *kor::*slot, uint32_t state,
+                      const char *history, Create create)
+{
+    char cbuf_filename[file_name_size];
+    const int named = _kor_construct_cbuf_filename(kor, cbuf_filename);
+    if (named < 0) return named;
+    if (history != nullptr && std::strcmp(cbuf_filename, history) == 0)
+        return KOR_ERR_CANNOT_OPEN;
+    // Part of the interface: the state changes before the object exists.
+    kor->state = state;
+    State *const next = create(cbuf_filename);
+    if (next == nullptr) return vela_get_last_error();
+    install(kor, slot, next, state);
+    return KOR_OK;
+}
+
 static int _kor_c00_to_cc0(struct kor *kor)
 {
     KOR_ASSERT(kor->state == KOR_ZCF_STATE_C00);
-    char cbuf1_filename[file_name_size];
-    const int named = _kor_construct_cbuf_filename(kor, cbuf1_filename);
-    if (named < 0) return named;
     const char *const cbuf0_filename = kor_zcf_state_c00_get_filename(kor->c00);
     KOR_ASSERT(cbuf0_filename != NULL);
-    // Part of the interface: the state changes before the object exists.
-    kor->state = KOR_ZCF_STATE_CC0;
-    struct kor_zcf_state_cc0 *const cc0 = kor_zcf_state_cc0_create(
-        cbuf0_filename, cbuf1_filename, kor->num_cb_samples);
-    if (cc0 == nullptr) return vela_get_last_error();
-    install(kor, &kor::cc0, cc0, KOR_ZCF_STATE_CC0);
+    const int gone_on = _kor_go_on(
+        kor, &kor::cc0, KOR_ZCF_STATE_CC0, nullptr, [&](const char *open) {
+            return kor_zcf_state_cc0_create(cbuf0_filename, open,
+                                            kor->num_cb_samples);
+        });
+    if (gone_on < 0) return gone_on;
     keep_names(kor);
     return _kor_save(kor);
 }
@@ -298,21 +314,18 @@ static int _kor_c00_to_cc0(struct kor *kor)
 static int _kor_cc0_to_ccc(struct kor *kor)
 {
     KOR_ASSERT(kor->state == KOR_ZCF_STATE_CC0);
-    char cbuf2_filename[file_name_size];
-    const int named = _kor_construct_cbuf_filename(kor, cbuf2_filename);
-    if (named < 0) return named;
     const char *const cbuf0_filename =
         kor_zcf_state_cc0_get_cbuf0_filename(kor->cc0);
     KOR_ASSERT(cbuf0_filename != NULL);
     const char *const cbuf1_filename =
         kor_zcf_state_cc0_get_cbuf1_filename(kor->cc0);
     KOR_ASSERT(cbuf1_filename != NULL);
-    // Part of the interface: the state changes before the object exists.
-    kor->state = KOR_ZCF_STATE_CCC;
-    struct kor_zcf_state_ccc *const ccc = kor_zcf_state_ccc_create(
-        cbuf0_filename, cbuf1_filename, cbuf2_filename, kor->num_cb_samples);
-    if (ccc == nullptr) return vela_get_last_error();
-    install(kor, &kor::ccc, ccc, KOR_ZCF_STATE_CCC);
+    const int gone_on = _kor_go_on(
+        kor, &kor::ccc, KOR_ZCF_STATE_CCC, nullptr, [&](const char *open) {
+            return kor_zcf_state_ccc_create(cbuf0_filename, cbuf1_filename,
+                                            open, kor->num_cb_samples);
+        });
+    if (gone_on < 0) return gone_on;
     keep_names(kor);
     return _kor_save(kor);
 }
@@ -336,24 +349,16 @@ static void _kor_close_hist_buffer(struct kor_hist_buffer **hbuf,
     kor_hist_buffer_close(hbuf);
 }
 
-// Goes on in a new current buffer, behind the new history and the buffer that
-// is full now.
+// Goes on behind the new history and the buffer that is full now.
 static int _kor_enter_hcc(struct kor *kor, const char *hbuf_filename,
                           const char *cbuf1_filename)
 {
-    char cbuf2_filename[file_name_size];
-    const int named = _kor_construct_cbuf_filename(kor, cbuf2_filename);
-    if (named < 0) return named;
-    // The new history is in use, too, though no state knows of it yet.
-    if (std::strcmp(cbuf2_filename, hbuf_filename) == 0)
-        return KOR_ERR_CANNOT_OPEN;
-    // Part of the interface: the state changes before the object exists.
-    kor->state = KOR_ZCF_STATE_HCC;
-    struct kor_zcf_state_hcc *const hcc = kor_zcf_state_hcc_create(
-        hbuf_filename, cbuf1_filename, cbuf2_filename, kor->num_cb_samples);
-    if (hcc == nullptr) return vela_get_last_error();
-    install(kor, &kor::hcc, hcc, KOR_ZCF_STATE_HCC);
-    return KOR_OK;
+    return _kor_go_on(kor, &kor::hcc, KOR_ZCF_STATE_HCC, hbuf_filename,
+                      [&](const char *open) {
+                          return kor_zcf_state_hcc_create(hbuf_filename,
+                                                          cbuf1_filename, open,
+                                                          kor->num_cb_samples);
+                      });
 }
 
 // What replaces the folded files must outlast a power cut before they go.
