@@ -103,6 +103,11 @@ int kor_write_telemetry_vector(struct kor *kor, struct matrix *vector);
  * Records one event.  Only types 1 to 5 can be folded; one of another type, or
  * a sample at the null time stamp, aborts when its buffer is.
  *
+ * Events come behind a sample: a recorder whose very first record is one has a
+ * file without names, which cannot be folded.  When that is due, samples are
+ * refused with KOR_ERR_UNKNOWN_KIND (-4), until kor_recover has put names in
+ * front.
+ *
  * event    borrowed
  * Returns  as kor_current_buffer_write_event
  */
