@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "common/lifecycle.hpp"
+#include "common/growable.hpp"
+#include "error.h"
 #include "writer.h"
 
 namespace vela {
@@ -20,17 +21,23 @@ public:
 
     // Its writes return the length, or KOR_ERR_NO_MEMORY with nothing added.
     struct writer *get() noexcept { return &base_; }
-    const void *data() const noexcept { return bytes_.get(); }
-    size_t size() const noexcept { return size_; }
+    const void *data() const noexcept { return bytes_.begin(); }
+    size_t size() const noexcept { return bytes_.size(); }
+    // Whether a write has failed since the last clear().
+    bool is_cut() const noexcept { return is_cut_; }
+    // Forgets what was written and keeps the memory for what is to come.
+    void clear() noexcept
+    {
+        bytes_.clear();
+        is_cut_ = false;
+    }
 
 private:
     static int write_bytes(void *state, const void *buf, uint32_t len) noexcept;
-    bool reserve(size_t nbytes) noexcept;
 
     struct writer base_ = {};
-    heap<uint8_t> bytes_;
-    size_t size_ = 0;
-    size_t capacity_ = 0;
+    growable<uint8_t> bytes_;
+    bool is_cut_ = false;
 };
 
 }  // namespace vela

@@ -7,9 +7,9 @@
 
 #include <cstdint>
 
+#include "common/growable.hpp"
 #include "recorder/buffer_scan.hpp"
 #include "recorder/durable_files.hpp"
-#include "recorder/growable.hpp"
 
 namespace vela {
 

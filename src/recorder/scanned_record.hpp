@@ -8,9 +8,9 @@
 
 #include <cstdint>
 
+#include "common/growable.hpp"
 #include "hist_value.h"
 #include "kor_hb_record_events.h"
-#include "recorder/growable.hpp"
 #include "recorder/stream_source.hpp"
 #include "sensor_array.h"
 #include "timestamp.h"

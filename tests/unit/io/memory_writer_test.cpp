@@ -50,8 +50,29 @@ TEST(MemoryWriter, WithoutMemoryNothingIsAdded)
                   KOR_ERR_NO_MEMORY);
     }
     EXPECT_EQ(_content(writer), "abc");
+    EXPECT_TRUE(writer.is_cut());
     EXPECT_EQ(writer_write_bytes(writer.get(), "d", 1), 1);
     EXPECT_EQ(_content(writer), "abcd");
+    EXPECT_TRUE(writer.is_cut());
+}
+
+TEST(MemoryWriter, ForgetsWhatWasWritten)
+{
+    vela::memory_writer writer;
+    EXPECT_FALSE(writer.is_cut());
+    ASSERT_EQ(writer_write_bytes(writer.get(), "abc", 3), 3);
+    {
+        test::failing_allocation fails(0);
+        writer_write_bytes(writer.get(), std::string(100000, 'x').data(),
+                           100000);
+    }
+    writer.clear();
+    EXPECT_FALSE(writer.is_cut());
+    EXPECT_EQ(writer.size(), 0u);
+    // Its memory is still there.
+    const test::failing_allocation fails(0);
+    EXPECT_EQ(writer_write_bytes(writer.get(), "d", 1), 1);
+    EXPECT_EQ(_content(writer), "d");
 }
 
 TEST(MemoryWriter, FreesItsMemoryWithItself)

@@ -1,6 +1,6 @@
 // growable.hpp: an array of plain items that grows.
-#ifndef KOR_RECORDER_GROWABLE_HPP
-#define KOR_RECORDER_GROWABLE_HPP
+#ifndef KOR_COMMON_GROWABLE_HPP
+#define KOR_COMMON_GROWABLE_HPP
 
 #include <cstddef>
 #include <cstdlib>
