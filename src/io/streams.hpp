@@ -20,11 +20,13 @@ bool is_raw_reader(const struct reader *reader) noexcept;
 bool is_zlib_reader(const struct reader *reader) noexcept;
 bool is_raw_writer(const struct writer *writer) noexcept;
 bool is_zlib_writer(const struct writer *writer) noexcept;
+bool is_whole_reader(const struct reader *reader) noexcept;
 
-// A raw or zlib reader of this library.
+// A raw, zlib or whole reader of this library.
 inline bool is_own_reader(const struct reader *reader) noexcept
 {
-    return is_zlib_reader(reader) || is_raw_reader(reader);
+    return is_zlib_reader(reader) || is_raw_reader(reader) ||
+           is_whole_reader(reader);
 }
 
 // A raw or zlib writer of this library.

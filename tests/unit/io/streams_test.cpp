@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "garbage_reader.h"
+#include "io/whole_reader.hpp"
 #include "io/zlib_state.hpp"
 #include "raw_reader.h"
 #include "raw_writer.h"
@@ -36,6 +37,16 @@ TEST(OwnStreams, AreTheRawAndTheZlibReaderButNotTheDamagingOne)
     struct reader *garbage = garbage_reader_create(zlib, 0);
     EXPECT_FALSE(vela::is_own_reader(garbage));
     reader_destroy(&garbage);
+}
+
+TEST(OwnStreams, AreTheReadersThatGiveAllOrFail)
+{
+    vela::whole_reader whole([](void *, void *, uint32_t) { return 0; },
+                             nullptr);
+    EXPECT_TRUE(vela::is_whole_reader(whole.get()));
+    EXPECT_TRUE(vela::is_own_reader(whole.get()));
+    EXPECT_FALSE(vela::is_raw_reader(whole.get()));
+    EXPECT_FALSE(vela::is_zlib_reader(whole.get()));
 }
 
 TEST(OwnStreams, TheTypeFieldMakesNoStreamOurs)
