@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "error.h"
 #include "kor.h"
@@ -214,8 +215,9 @@ int plan_state(recovery_plan *plan, bool resumes) noexcept
          .files = files},
         &plan->state);
     const vela::stored_bytes &now = f.stored.bytes;
-    plan->is_state_wrong = !std::equal(now.begin(), now.end(),
-                                       plan->state.begin(), plan->state.end());
+    plan->is_state_wrong =
+        now.size() != plan->state.size() ||
+        std::memcmp(now.begin(), plan->state.data(), now.size()) != 0;
     return result;
 }
 
@@ -269,7 +271,7 @@ int write_state(const recovery_plan &plan) noexcept
                      : KOR_OK;
     vela::replacement file(name.text);
     if (result >= 0) result = file.begin();
-    if (result >= 0) result = file.write(plan.state.begin(), plan.state.size());
+    if (result >= 0) result = file.write(plan.state.data(), plan.state.size());
     return result < 0 ? result : file.commit();
 }
 

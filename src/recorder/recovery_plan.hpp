@@ -22,7 +22,7 @@ struct recovery_plan {
     file_repair repairs[max_live_files];
     growable<leftover> leftovers;  // in the order in which they are dealt with
     uint32_t next_file_number = 0;
-    stored_bytes state;  // the state file as it must be
+    memory_writer state;  // the state file as it must be
     bool is_state_wrong = false;
 
     bool changes_anything() const noexcept;

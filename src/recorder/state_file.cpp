@@ -1,71 +1,41 @@
 #include "recorder/state_file.hpp"
 
-#include <cstring>
+#include <algorithm>
+#include <utility>
 
 #include "error.h"
 #include "io/codec.hpp"
+#include "io/whole_reader.hpp"
 #include "kor.h"
 #include "kor_buffer.h"
+#include "recorder/state_form.hpp"
 
 namespace {
 
 // More than five strings of the greatest length and the fields between them.
 constexpr size_t max_state_size = 65536;
 
-// Takes fields from the front of the bytes; after the first that is not whole
-// or not sound it takes none.
-class field_reader {
-public:
-    field_reader(const unsigned char *bytes, size_t size) noexcept
-        : at_(bytes), left_(size)
-    {
-    }
-    bool ok() const noexcept { return ok_; }
+// Whatever the state, its file names begin in the same way.
+constexpr uint8_t names_version = KOR_ZCF_STATE_C00_VERSION;
+static_assert(names_version == KOR_ZCF_STATE_CC0_VERSION &&
+              names_version == KOR_ZCF_STATE_CCC_VERSION &&
+              names_version == KOR_ZCF_STATE_HCC_VERSION);
 
-    void version() noexcept
-    {
-        const unsigned char *const byte = take(1);
-        ok_ = ok_ && *byte == KOR_VERSION;
-    }
-    void u32(uint32_t *value) noexcept
-    {
-        const unsigned char *const bytes = take(sizeof *value);
-        if (ok_) *value = vela::load<uint32_t>(bytes);
-    }
-    // A new heap string; null, and not ok, when there is none.
-    vela::heap<char> string(bool *out_of_memory) noexcept
-    {
-        uint32_t length = 0;
-        u32(&length);
-        ok_ = ok_ && length >= 1 && length <= vela::max_serialized_count;
-        const unsigned char *const bytes = ok_ ? take(length) : nullptr;
-        ok_ = ok_ && std::memchr(bytes, '\0', length) == nullptr;
-        if (!ok_) return nullptr;
-        vela::heap<char> text(static_cast<char *>(std::malloc(length + 1u)));
-        *out_of_memory = *out_of_memory || !text;
-        ok_ = text != nullptr;
-        if (!ok_) return nullptr;
-        std::memcpy(text.get(), bytes, length);
-        text.get()[length] = '\0';
-        return text;
-    }
-    void check(bool holds) noexcept { ok_ = ok_ && holds; }
-
-private:
-    const unsigned char *take(size_t size) noexcept
-    {
-        ok_ = ok_ && left_ >= size;
-        if (!ok_) return nullptr;
-        const unsigned char *const bytes = at_;
-        at_ += size;
-        left_ -= size;
-        return bytes;
-    }
-
-    const unsigned char *at_;
-    size_t left_;
-    bool ok_ = true;
+// The bytes of a state file that were not yet read.
+struct unread_bytes {
+    const unsigned char *at;
+    size_t left;
 };
+
+int take(void *bytes, void *to, uint32_t size)
+{
+    auto *const unread = static_cast<unread_bytes *>(bytes);
+    const size_t taken = std::min<size_t>(size, unread->left);
+    std::copy_n(unread->at, taken, static_cast<unsigned char *>(to));
+    unread->at += taken;
+    unread->left -= taken;
+    return static_cast<int>(taken);
+}
 
 // Numbers rise in the order in which files are created: sources first, then
 // the history made of them, then the open buffer.  The closed buffer beside a
@@ -119,6 +89,11 @@ uint32_t vela::number_of_files(uint32_t state) noexcept
     }
 }
 
+bool vela::stored_state::names(const buffer_id &id) const noexcept
+{
+    return std::find(files, files + nfiles(), id) != files + nfiles();
+}
+
 uint32_t vela::kind_of_slot(uint32_t state, uint32_t i) noexcept
 {
     return state == KOR_ZCF_STATE_HCC && i == 0 ? KOR_BUFFER_TYPE_HIST
@@ -137,41 +112,39 @@ namespace {
 
 // Reads the fields in front of the file names.  The parameters hold only
 // together.
-void parse_head(field_reader &in, vela::stored_state *s,
-                bool *out_of_memory) noexcept
+void read_head(vela::decoder &archive, vela::stored_state *s) noexcept
 {
-    in.version();
-    s->filename = in.string(out_of_memory);
-    in.string(out_of_memory);
+    vela::state_head<char *> head;
     uint32_t state = 0;
-    uint32_t samples = 0;
-    uint32_t intervals = 0;
-    uint32_t samples_per_interval = 0;
-    uint32_t next = 0;
-    in.u32(&state);
-    in.u32(&samples);
-    in.u32(&intervals);
-    in.u32(&samples_per_interval);
-    const bool sound = in.ok() && vela::are_parameters(samples, intervals) &&
-                       samples_per_interval == samples / intervals;
+    vela::state_head_form(archive, head, state, [](bool) {});
+    s->filename.reset(head.filename);
+    const vela::heap<char> state_filename(head.state_filename);
+    const uint32_t samples = head.num_cb_samples;
+    const uint32_t intervals = head.num_hb_intervals;
+    const bool sound = vela::are_parameters(samples, intervals) &&
+                       head.num_samples_per_interval == samples / intervals;
     if (sound) {
         s->num_cb_samples = samples;
         s->num_hb_intervals = intervals;
     }
-    in.u32(&next);
-    if (in.ok() && next <= vela::max_file_number) s->next_file_number = next;
-    s->state = in.ok() && vela::number_of_files(state) > 0 ? state : 0;
-    in.check(sound && s->state != 0 && s->next_file_number != 0);
+    if (head.next_file_number <= vela::max_file_number)
+        s->next_file_number = head.next_file_number;
+    if (archive.ok() && vela::number_of_files(state) > 0) s->state = state;
+    archive.check(sound && s->state != 0 && s->next_file_number != 0,
+                  KOR_ERR_INVALID_DATA);
 }
 
-void parse_names(field_reader &in, const vela::base_name &base,
-                 vela::stored_state *s, bool *out_of_memory) noexcept
+void read_names(vela::decoder &archive, const vela::base_name &base,
+                vela::stored_state *s) noexcept
 {
-    in.version();
-    for (uint32_t i = 0; in.ok() && i < s->nfiles(); ++i) {
-        const vela::heap<char> name = in.string(out_of_memory);
-        in.check(name && base.parse(name.get(), &s->files[i], nullptr) &&
-                 s->files[i].kind == vela::kind_of_slot(s->state, i));
+    archive.version(names_version, names_version);
+    for (uint32_t i = 0; archive.ok() && i < s->nfiles(); ++i) {
+        char *text = nullptr;
+        archive.string(text);
+        const vela::heap<char> name(text);
+        archive.check(name && base.parse(name.get(), &s->files[i], nullptr) &&
+                          s->files[i].kind == vela::kind_of_slot(s->state, i),
+                      KOR_ERR_INVALID_DATA);
     }
 }
 
@@ -184,36 +157,38 @@ int vela::read_state_file(const base_name &base, read_state *read) noexcept
     stored_state &s = read->state;
     const int result = read_whole(path.text, &s.present, &read->bytes);
     if (result < 0) return result;
-    bool out_of_memory = false;
-    field_reader in(read->bytes.begin(), read->bytes.size());
-    parse_head(in, &s, &out_of_memory);
-    parse_names(in, base, &s, &out_of_memory);
-    if (out_of_memory) return KOR_ERR_NO_MEMORY;
-    s.complete = in.ok() && are_in_order(s);
-    return KOR_OK;
+    unread_bytes unread = {read->bytes.begin(), read->bytes.size()};
+    whole_reader reader(take, &unread);
+    decoder archive(reader.get());
+    read_head(archive, &s);
+    read_names(archive, base, &s);
+    s.complete = archive.ok() && are_in_order(s);
+    return archive.result() == KOR_ERR_NO_MEMORY ? KOR_ERR_NO_MEMORY : KOR_OK;
 }
 
 int vela::compose_state(const state_content &content,
-                        stored_bytes *bytes) noexcept
+                        memory_writer *state) noexcept
 {
-    record_composer out(*bytes);
     base_name base;
     const int result = base.set(content.spelling);
     if (result < 0) return result;
     file_name name;
-    out.u8(KOR_VERSION);
-    out.text(content.spelling);
     base.name_state(&name);
-    out.text(name.text);
-    out.u32(content.state);
-    out.u32(content.num_cb_samples);
-    out.u32(content.num_hb_intervals);
-    out.u32(content.num_cb_samples / content.num_hb_intervals);
-    out.u32(content.next_file_number);
-    out.u8(1);
+    const state_head<const char *> head = {
+        .filename = content.spelling,
+        .state_filename = name.text,
+        .num_cb_samples = content.num_cb_samples,
+        .num_hb_intervals = content.num_hb_intervals,
+        .num_samples_per_interval =
+            content.num_cb_samples / content.num_hb_intervals,
+        .next_file_number = content.next_file_number,
+    };
+    encoder archive(state->get());
+    state_head_form(archive, head, content.state, [](bool) {});
+    archive.version(names_version, names_version);
     for (uint32_t i = 0; i < number_of_files(content.state); ++i) {
         base.name_buffer(content.files[i], &name);
-        out.text(name.text);
+        archive.string(name.text);
     }
-    return out.ok() ? KOR_OK : KOR_ERR_NO_MEMORY;
+    return archive.ok() ? KOR_OK : archive.result();
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "common/lifecycle.hpp"
+#include "io/memory_writer.hpp"
 #include "recorder/recorder_files.hpp"
 #include "recorder/scanned_record.hpp"
 
@@ -30,6 +31,7 @@ struct stored_state {
 
     uint32_t nfiles() const noexcept { return number_of_files(state); }
     const buffer_id &open_file() const noexcept { return files[nfiles() - 1]; }
+    bool names(const buffer_id &id) const noexcept;
 };
 
 // The content of the state file, and what it means.
@@ -55,7 +57,7 @@ struct state_content {
     uint32_t next_file_number;
     const buffer_id *files;
 };
-int compose_state(const state_content &content, stored_bytes *bytes) noexcept;
+int compose_state(const state_content &content, memory_writer *state) noexcept;
 
 }  // namespace vela
 
