@@ -7,15 +7,11 @@
 #include "common/contract.hpp"
 #include "common/lifecycle.hpp"
 #include "io/codec.hpp"
+#include "model/sensor_form.hpp"
 #include "model/sensor_internal.hpp"
 #include "sensors.h"
 
 namespace {
-
-constexpr auto sensor_form = [](auto &archive, auto &sensor) {
-    archive.version(sensor.version, SENSOR_VERSION);
-    archive.string(sensor.name);
-};
 
 void make_handle(struct sensor *s, struct sensor *canonical)
 {
@@ -191,14 +187,14 @@ int binary_serializer_write_sensor(const struct sensor *sensor,
     KOR_ASSERT(sensor->canonical != NULL);
     sensor = sensor->canonical;
     KOR_ASSERT(sensor->name != NULL);
-    return vela::encode(*sensor, writer, sensor_form);
+    return vela::encode(*sensor, writer, vela::sensor_form);
 }
 
 int binary_serializer_read_sensor(struct sensor **sensor, struct reader *reader)
 {
     KOR_ASSERT(sensor != NULL);
     struct sensor stored = {};
-    const int nread = vela::decode(stored, reader, sensor_form);
+    const int nread = vela::decode(stored, reader, vela::sensor_form);
     const vela::heap<char> name(stored.name);
     if (nread <= 0) return nread;
     struct sensor *const canonical = sensor_create(name.get());

@@ -19,6 +19,17 @@
 
 namespace vela {
 
+// How an array begins where it is stored; `count` comes back from reading.
+template <class Archive>
+void array_head(Archive &archive, uint8_t version, uint8_t expected,
+                uint32_t &count) noexcept
+{
+    archive.version(version, expected);
+    archive.u32(count);
+    archive.check(count >= 1 && count <= max_serialized_count,
+                  KOR_ERR_TOO_LONG);
+}
+
 template <class Layout>
 class shared_array {
     using array = typename Layout::array;
@@ -52,17 +63,6 @@ class shared_array {
         for (uint32_t i = 0; i < count; ++i)
             if (items[i] != nullptr) Layout::destroy(&items[i]);
         std::free(items);
-    }
-
-    // The stored form but for the elements; `count` comes back from reading.
-    template <class Archive>
-    static void header(Archive &archive, uint8_t version,
-                       uint32_t &count) noexcept
-    {
-        archive.version(version, Layout::version);
-        archive.u32(count);
-        archive.check(count >= 1 && count <= max_serialized_count,
-                      KOR_ERR_TOO_LONG);
     }
 
 public:
@@ -133,7 +133,7 @@ public:
     {
         encoder archive(out);
         uint32_t count = a.*Layout::count;
-        header(archive, a.version, count);
+        array_head(archive, a.version, Layout::version, count);
         for (uint32_t i = 0; i < count; ++i)
             archive.object((a.*Layout::elements)[i], Layout::element_form);
         return archive.result();
@@ -143,7 +143,7 @@ public:
     {
         decoder archive(in);
         uint32_t count = 0;
-        header(archive, a.version, count);
+        array_head(archive, a.version, Layout::version, count);
         if (!archive.ok()) return archive.result();
 
         block items(count);

@@ -56,7 +56,7 @@ vela::parsed vela::buffer_scan::check_records(uint32_t kind) noexcept
 {
     parsed result;
     do {
-        result = parser_.record(kind, nullptr);
+        result = parser_.record(kind, &record_);
     } while (result == parsed::record);
     return result;
 }
@@ -175,7 +175,7 @@ vela::parsed vela::buffer_scan::next_record() noexcept
     }
     if (record_.kind() != record_kind::names)
         kind_ = stream_kind_;
-    else if (!names_.assign(record_))
+    else if (!names_.assign(record_.names()))
         return parsed::failed;
     return result;
 }
@@ -238,13 +238,14 @@ vela::scanned vela::buffer_scan::next() noexcept
     }
 }
 
-struct vela::buffer_header vela::buffer_scan::peek_header() noexcept
+int vela::buffer_scan::peek_header(struct buffer_header *header) noexcept
 {
-    struct buffer_header header = {};
-    if (check_as(0, true, 0).result != parsed::end) return header;
-    source_.start(0);
-    parser_.header(&header);
-    return header;
+    *header = {};
+    if (check_as(0, true, 0).result == parsed::end) {
+        source_.start(0);
+        parser_.header(header);
+    }
+    return parser_.error() == KOR_ERR_NO_MEMORY ? KOR_ERR_NO_MEMORY : KOR_OK;
 }
 
 int vela::find_first_names(const char *path, column_names *names) noexcept

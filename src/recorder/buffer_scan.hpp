@@ -34,7 +34,8 @@ public:
 
     scanned next() noexcept;
     // The header as it lies at the start of the file; zero when it is lost.
-    struct buffer_header peek_header() noexcept;
+    // Returns 0 or KOR_ERR_NO_MEMORY.
+    int peek_header(struct buffer_header *header) noexcept;
 
     const scanned_record &record() const noexcept { return record_; }
     // Of the stream that the record is in, or of the gap or tail.

@@ -4,6 +4,8 @@
 
 #include "error.h"
 #include "kor_buffer.h"
+#include "kor_hb_record.h"
+#include "recorder/event_counters.hpp"
 
 namespace {
 
@@ -27,25 +29,6 @@ bool is_same_summary(const struct hist_value &a,
            is_same_float(a.last, b.last) && is_same_float(a.sum, b.sum) &&
            is_same_float(a.sum2, b.sum2) && is_same_float(a.sum3, b.sum3) &&
            is_same_float(a.sum4, b.sum4);
-}
-
-uint32_t *counter_of(struct kor_hb_record_events &events,
-                     uint32_t type) noexcept
-{
-    switch (type) {
-        case 1:
-            return &events.n_type1;
-        case 2:
-            return &events.n_type2;
-        case 3:
-            return &events.n_type3;
-        case 4:
-            return &events.n_type4;
-        case 5:
-            return &events.n_type5;
-        default:
-            return nullptr;  // the recorder cannot fold it
-    }
 }
 
 }  // namespace
@@ -94,7 +77,8 @@ bool vela::fold_pass::take_names() noexcept
     return true;
 }
 
-// Events count towards the interval of the next sample.
+// Events count towards the interval of the next sample.  False for one that
+// the recorder cannot fold.
 bool vela::fold_pass::count_event() noexcept
 {
     uint32_t *const counter = counter_of(events_, scan_.record().event_type());
@@ -121,17 +105,13 @@ vela::folded vela::fold_pass::take_values() noexcept
     for (uint32_t i = 0; i < record.count(); ++i) {
         struct hist_value *const entry = column(i);
         if (entry == nullptr) return fail(KOR_ERR_NO_MEMORY);
-        if (record.is_interval()) {
-            const struct hist_value summary = record.summary(i);
-            hist_value_merge_with(entry, &summary);
-        } else {
-            hist_value_update(entry, record.reading(i));
-        }
+        if (record.is_interval())
+            hist_value_merge_with(entry, &record.summaries()[i]);
+        else
+            hist_value_update(entry, record.readings()[i]);
     }
-    if (record.is_interval()) {
-        const struct kor_hb_record_events events = record.events();
-        kor_hb_record_events_merge_with(&events_, &events);
-    }
+    if (record.is_interval())
+        kor_hb_record_events_merge_with(&events_, &record.events());
     return folded::end;
 }
 
@@ -170,6 +150,16 @@ vela::folded vela::fold_pass::next() noexcept
     return taken_ >= least ? folded::interval : folded::end;
 }
 
+int vela::fold_pass::write_to(struct writer *out) noexcept
+{
+    const owned<kor_hb_record_sensor_values_destroy> values(
+        kor_hb_record_sensor_values_create(&start_, &end_, &list_, &events_));
+    if (!values) return KOR_ERR_NO_MEMORY;
+    struct kor_hb_record record;
+    kor_hb_record_init_sensor_values(&record, values.get());
+    return binary_serializer_write_kor_hb_record(&record, out);
+}
+
 int vela::interval_reader::open(const char *path) noexcept
 {
     return scan_.open(path, KOR_BUFFER_TYPE_HIST);
@@ -202,7 +192,7 @@ bool are_same_columns(const vela::buffer_scan &scan,
     for (uint32_t i = 0; i < scan.record().count(); ++i) {
         const struct sensor *const sensor = sensors.sensors[i]->canonical;
         if (std::strcmp(sensor->name, names[i]) != 0 ||
-            !is_same_summary(scan.record().summary(i), values[i]))
+            !is_same_summary(scan.record().summaries()[i], values[i]))
             return false;
     }
     return true;
@@ -214,11 +204,10 @@ int vela::interval_reader::equals(const fold_pass &pass) const noexcept
 {
     const scanned_record &record = scan_.record();
     const uint32_t count = hist_value_list_get_size(&pass.list());
-    const struct kor_hb_record_events events = record.events();
     if (record.count() != count || scan_.names().count() != count ||
         !is_same_time(record.start(), pass.start()) ||
         !is_same_time(record.end(), pass.end()) ||
-        !kor_hb_record_events_is_equal(&events, &pass.events()))
+        !kor_hb_record_events_is_equal(&record.events(), &pass.events()))
         return 0;
     const heap<struct hist_value> values(
         hist_value_list_get_hist_value_copies(&pass.list()));

@@ -41,6 +41,8 @@ public:
         return events_;
     }
     const struct hist_value_list &list() const noexcept { return list_; }
+    // Writes it as a record.  Returns the byte count or a negative code.
+    int write_to(struct writer *out) noexcept;
     int error() const noexcept { return error_; }
 
 private:

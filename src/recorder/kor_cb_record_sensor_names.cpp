@@ -53,9 +53,8 @@ static constexpr vela::serializer<struct sensor_array *> columns_form = {
 };
 
 static constexpr auto names_form = [](auto &archive, auto &rec) {
-    archive.version(rec.version, KOR_CB_RECORD_SENSOR_NAMES_VERSION);
-    archive.object(rec.timestamp, vela::timestamp_form);
-    archive.object(rec.sensors, columns_form);
+    vela::names_form(archive, rec.version, rec.timestamp, rec.sensors,
+                     columns_form);
 };
 
 int kor_cb_record_sensor_names_init(struct kor_cb_record_sensor_names *rec,

@@ -5,14 +5,13 @@
 // the whole pass, since the order of its chains is the order of the columns.
 #include "kor_current_buffer_compress.h"
 
-#include <iterator>
-
 #include "common/contract.hpp"
 #include "common/lifecycle.hpp"
 #include "error.h"
 #include "hist_value_list.h"
 #include "kor_current_buffer.h"
 #include "model/hist_value_columns.hpp"
+#include "recorder/event_counters.hpp"
 
 namespace {
 
@@ -90,27 +89,11 @@ static int _kor_update_current_interval(fold_state *state)
     return KOR_OK;
 }
 
-// Null for a type that is not counted.
-static uint32_t *counter_of(struct kor_hb_record_events *events, uint32_t type)
-{
-    using counter = uint32_t kor_hb_record_events::*;
-    static constexpr counter counters[] = {
-        nullptr,
-        &kor_hb_record_events::n_type1,
-        &kor_hb_record_events::n_type2,
-        &kor_hb_record_events::n_type3,
-        &kor_hb_record_events::n_type4,
-        &kor_hb_record_events::n_type5,
-    };
-    if (type == 0 || type >= std::size(counters)) return nullptr;
-    return &(events->*counters[type]);
-}
-
 // Counts an event for the interval of the next sample to come.
 static void _kor_update_event_stats(fold_state *state)
 {
-    uint32_t *const counter = counter_of(
-        &state->events, kor_cb_record_event_get_type(state->rec.event));
+    uint32_t *const counter = vela::counter_of(
+        state->events, kor_cb_record_event_get_type(state->rec.event));
     KOR_ASSERT(counter != NULL);
     ++*counter;
 }

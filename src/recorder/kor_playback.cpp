@@ -84,7 +84,9 @@ int play_list::add(const char *path, const vela::buffer_id &id) noexcept
     if (!files_.append(file.get())) return KOR_ERR_NO_MEMORY;
     played_file *const kept = file.release();
     if (kept->missing) return KOR_OK;
-    const vela::buffer_header header = kept->scan->peek_header();
+    vela::buffer_header header;
+    const int peeked = kept->scan->peek_header(&header);
+    if (peeked < 0) return peeked;
     kept->kind = header.kind != 0 ? header.kind : id.kind;
     kept->capacity = header.capacity;
     kept->size = kept->scan->file_size();
@@ -105,9 +107,6 @@ struct kor_playback {
     bool are_named_here = false;
     bool is_record_held = false;  // to come after a KOR_PLAYBACK_SENSORS
     struct timestamp last_time = {};
-    vela::growable<float> values;
-    vela::growable<struct hist_value> hvalues;
-    vela::growable<char> text;
 };
 
 namespace {
@@ -125,13 +124,6 @@ uint64_t size_of(const char *path) noexcept
     return file ? vela::length_of(file.fd()) : 0;
 }
 
-bool is_named(const vela::stored_state &s, const vela::buffer_id &id) noexcept
-{
-    for (uint32_t i = 0; i < s.nfiles(); ++i)
-        if (s.files[i] == id) return true;
-    return false;
-}
-
 // Whether the state file tells all: nothing else holds anything, but for the
 // history that a running recorder may be just writing.
 bool is_state_enough(const kor_playback &p,
@@ -144,7 +136,7 @@ bool is_state_enough(const kor_playback &p,
     for (const vela::recorder_file &file : listing.files) {
         const bool is_being_written = file.id.kind == KOR_BUFFER_TYPE_HIST &&
                                       file.id.number > s.open_file().number;
-        if (is_named(s, file.id) || is_being_written) continue;
+        if (s.names(file.id) || is_being_written) continue;
         vela::file_name name;
         p.base.name_buffer(file.id, &name);
         if (size_of(name.text) > 0) return false;
@@ -162,10 +154,23 @@ int add_buffer(kor_playback &p, const vela::buffer_id &id) noexcept
 int add_stored_files(kor_playback &p) noexcept
 {
     const vela::stored_state &s = p.stored.state;
-    int result = KOR_OK;
-    for (uint32_t i = 0; i < s.nfiles() && result >= 0; ++i)
-        result = add_buffer(p, s.files[i]);
-    return result;
+    for (uint32_t i = 0; i < s.nfiles(); ++i) {
+        const int result = add_buffer(p, s.files[i]);
+        if (result < 0) return result;
+    }
+    return KOR_OK;
+}
+
+// Adds the files of a listing for which a condition holds.
+template <class Condition>
+int add_files(kor_playback &p, const vela::folder_listing &listing,
+              Condition holds) noexcept
+{
+    for (const vela::recorder_file &file : listing.files) {
+        const int result = holds(file) ? add_buffer(p, file.id) : KOR_OK;
+        if (result < 0) return result;
+    }
+    return KOR_OK;
 }
 
 // Whether a file holds bytes, but no record that can be read.
@@ -239,15 +244,11 @@ int add_damaged_files(kor_playback &p, const vela::folder_listing &listing,
 {
     const vela::stored_state &s = p.stored.state;
     const bool is_usable = s.complete && !has_lost_file(s, listing);
-    int result = KOR_OK;
-    for (const vela::recorder_file &file : listing.files) {
-        if (!is_all_damaged(file) || live.holds(file.id)) continue;
-        const bool is_told = s.complete && is_named(s, file.id);
-        const bool is_lost = !is_usable && is_loss(listing, live, file);
-        if (result >= 0 && (is_told || is_lost))
-            result = add_buffer(p, file.id);
-    }
-    return result;
+    return add_files(p, listing, [&](const vela::recorder_file &file) {
+        if (!is_all_damaged(file) || live.holds(file.id)) return false;
+        const bool is_told = s.complete && s.names(file.id);
+        return is_told || (!is_usable && is_loss(listing, live, file));
+    });
 }
 
 // Where no live set can be made out: the latest history and all buffers.
@@ -256,15 +257,17 @@ int add_all_files(kor_playback &p, const vela::folder_listing &listing) noexcept
     const vela::recorder_file *history = nullptr;
     for (const vela::recorder_file &file : listing.files)
         if (file.summary.intervals > 0) history = &file;
-    int result = history != nullptr ? add_buffer(p, history->id) : KOR_OK;
-    for (const vela::recorder_file &file : listing.files)
-        if (result >= 0 && history == nullptr && is_all_damaged(file) &&
-            file.id.kind == KOR_BUFFER_TYPE_HIST)
-            result = add_buffer(p, file.id);
-    for (const vela::recorder_file &file : listing.files)
-        if (result >= 0 && file.id.kind == KOR_BUFFER_TYPE_CURRENT)
-            result = add_buffer(p, file.id);
-    return result;
+    const int result =
+        history != nullptr
+            ? add_buffer(p, history->id)
+            : add_files(p, listing, [](const vela::recorder_file &file) {
+                  return file.id.kind == KOR_BUFFER_TYPE_HIST &&
+                         is_all_damaged(file);
+              });
+    if (result < 0) return result;
+    return add_files(p, listing, [](const vela::recorder_file &file) {
+        return file.id.kind == KOR_BUFFER_TYPE_CURRENT;
+    });
 }
 
 // Parameters that the files do not tell do not matter for playing them.
@@ -282,13 +285,27 @@ int add_lost_files(kor_playback &p, const vela::folder_listing &listing,
                    const vela::live_set &live) noexcept
 {
     const vela::stored_state &s = p.stored.state;
-    int result = KOR_OK;
     for (uint32_t i = 0; s.complete && i < s.nfiles(); ++i) {
         const vela::buffer_id &id = s.files[i];
-        const bool is_told = live.holds(id) || listing.find(id) != nullptr;
-        if (!is_told && result >= 0) result = add_buffer(p, id);
+        if (live.holds(id) || listing.find(id) != nullptr) continue;
+        const int result = add_buffer(p, id);
+        if (result < 0) return result;
     }
-    return result;
+    return KOR_OK;
+}
+
+// The live files that are there, or that the state file says are.
+int add_live_files(kor_playback &p, const vela::live_set &live) noexcept
+{
+    const vela::stored_state &s = p.stored.state;
+    for (uint32_t i = 0; i < live.nfiles(); ++i) {
+        const vela::live_file &file = live.files[i];
+        const bool is_named = s.complete && s.names(file.id);
+        if (file.found == nullptr && !is_named) continue;
+        const int result = add_buffer(p, file.id);
+        if (result < 0) return result;
+    }
+    return KOR_OK;
 }
 
 // Plays what a recovery would make live.
@@ -309,12 +326,7 @@ int add_recoverable_files(kor_playback &p) noexcept
     p.info.state = live.state;
     result = add_lost_files(p, findings->listing, live);
     if (result >= 0) result = add_damaged_files(p, findings->listing, live);
-    for (uint32_t i = 0; i < live.nfiles() && result >= 0; ++i)
-        if (live.files[i].found != nullptr ||
-            (p.stored.state.complete &&
-             is_named(p.stored.state, live.files[i].id)))
-            result = add_buffer(p, live.files[i].id);
-    return result;
+    return result < 0 ? result : add_live_files(p, live);
 }
 
 void take_stored_parameters(kor_playback &p) noexcept
@@ -406,60 +418,22 @@ void begin_item(const kor_playback &p, kor_playback_kind kind,
     item->names = p.names.names();
 }
 
-void set_times(const vela::scanned_record &record,
-               struct kor_playback_item *item) noexcept
+int give_record(const kor_playback &p, kor_playback_kind kind,
+                struct kor_playback_item *item) noexcept
 {
+    const vela::scanned_record &record = p.files[p.current].scan->record();
+    begin_item(p, kind, item);
     item->start = record.start();
     item->end = record.end();
-}
-
-int give_sensors(const kor_playback &p, struct kor_playback_item *item) noexcept
-{
-    begin_item(p, KOR_PLAYBACK_SENSORS, item);
-    set_times(p.files[p.current].scan->record(), item);
-    return 1;
-}
-
-int give_event(kor_playback &p, struct kor_playback_item *item) noexcept
-{
-    const vela::scanned_record &record = p.files[p.current].scan->record();
-    uint32_t length = 0;
-    const char *const text = record.text(&length);
-    p.text.clear();
-    if (!p.text.append(text, length) || !p.text.append('\0'))
-        return KOR_ERR_NO_MEMORY;
-    begin_item(p, KOR_PLAYBACK_EVENT, item);
-    set_times(record, item);
-    item->event_type = record.event_type();
-    item->text = p.text.begin();
-    return 1;
-}
-
-int give_interval(kor_playback &p, struct kor_playback_item *item) noexcept
-{
-    const vela::scanned_record &record = p.files[p.current].scan->record();
-    p.hvalues.clear();
-    struct hist_value *const hvalues = p.hvalues.extend(record.count());
-    if (hvalues == nullptr) return KOR_ERR_NO_MEMORY;
-    for (uint32_t i = 0; i < record.count(); ++i)
-        hvalues[i] = record.summary(i);
-    begin_item(p, KOR_PLAYBACK_INTERVAL, item);
-    set_times(record, item);
-    item->hvalues = hvalues;
-    item->event_counts = record.events();
-    return 1;
-}
-
-int give_sample(kor_playback &p, struct kor_playback_item *item) noexcept
-{
-    const vela::scanned_record &record = p.files[p.current].scan->record();
-    p.values.clear();
-    float *const values = p.values.extend(record.count());
-    if (values == nullptr) return KOR_ERR_NO_MEMORY;
-    for (uint32_t i = 0; i < record.count(); ++i) values[i] = record.reading(i);
-    begin_item(p, KOR_PLAYBACK_SAMPLE, item);
-    set_times(record, item);
-    item->values = values;
+    if (kind == KOR_PLAYBACK_EVENT) {
+        item->event_type = record.event_type();
+        item->text = record.text();
+    } else if (kind == KOR_PLAYBACK_INTERVAL) {
+        item->hvalues = record.summaries();
+        item->event_counts = record.events();
+    } else if (kind == KOR_PLAYBACK_SAMPLE) {
+        item->values = record.readings();
+    }
     return 1;
 }
 
@@ -467,9 +441,10 @@ int give_values(kor_playback &p, struct kor_playback_item *item) noexcept
 {
     const vela::scanned_record &record = p.files[p.current].scan->record();
     p.is_record_held = false;
-    if (record.is_interval()) return give_interval(p, item);
+    if (record.is_interval())
+        return give_record(p, KOR_PLAYBACK_INTERVAL, item);
     p.last_time = record.end();
-    return give_sample(p, item);
+    return give_record(p, KOR_PLAYBACK_SAMPLE, item);
 }
 
 // Names for readings whose own were lost: from this file or the other ones.
@@ -498,7 +473,7 @@ int change_names(kor_playback &p, const vela::column_names &names) noexcept
 int take_names(kor_playback &p, struct kor_playback_item *item) noexcept
 {
     const int changed = change_names(p, p.files[p.current].scan->names());
-    return changed == 1 ? give_sensors(p, item) : changed;
+    return changed == 1 ? give_record(p, KOR_PLAYBACK_SENSORS, item) : changed;
 }
 
 int take_values(kor_playback &p, struct kor_playback_item *item) noexcept
@@ -515,7 +490,7 @@ int take_values(kor_playback &p, struct kor_playback_item *item) noexcept
     const int changed = found < 0 ? found : change_names(p, names);
     if (changed != 1) return changed == 0 ? give_values(p, item) : changed;
     p.is_record_held = true;
-    return give_sensors(p, item);
+    return give_record(p, KOR_PLAYBACK_SENSORS, item);
 }
 
 // Returns 1 for an item, 0 when the record gives none, or a negative code.
@@ -527,7 +502,7 @@ int take_record(kor_playback &p, struct kor_playback_item *item) noexcept
         case record_kind::values:
             return take_values(p, item);
         default:
-            return give_event(p, item);
+            return give_record(p, KOR_PLAYBACK_EVENT, item);
     }
 }
 
@@ -545,15 +520,16 @@ int follow(kor_playback &p) noexcept
     if (!s.complete || s.open_file().number <= last.number) return 0;
     take_stored_parameters(p);
     const uint32_t before = p.files.size();
-    const bool has_fallen_behind = !is_named(s, last);
-    for (uint32_t i = 0; i < s.nfiles() && result >= 0; ++i) {
+    const bool has_fallen_behind = !s.names(last);
+    for (uint32_t i = 0; i < s.nfiles(); ++i) {
         const bool is_history = s.files[i].kind == KOR_BUFFER_TYPE_HIST;
         const bool is_newer = s.files[i].number > last.number;
         if (is_history ? !has_fallen_behind : !is_newer) continue;
         result = add_buffer(p, s.files[i]);
-        if (result >= 0) p.files[p.files.size() - 1].skips_played = is_history;
+        if (result < 0) return result;
+        p.files[p.files.size() - 1].skips_played = is_history;
     }
-    return result < 0 ? result : p.files.size() > before;
+    return p.files.size() > before;
 }
 
 // The names in force hold on from one current buffer to the next.

@@ -97,13 +97,6 @@ bool are_closed_files_full(const recorder_findings &f) noexcept
     return true;
 }
 
-bool is_named(const stored_state &s, const buffer_id &id) noexcept
-{
-    for (uint32_t i = 0; i < s.nfiles(); ++i)
-        if (s.files[i] == id) return true;
-    return false;
-}
-
 // Whether a buffer with records lies between those that the state names.
 bool has_unnamed_between(const stored_state &s, const candidates &c) noexcept
 {
@@ -112,7 +105,7 @@ bool has_unnamed_between(const stored_state &s, const candidates &c) noexcept
         if (s.files[i].number < lowest) lowest = s.files[i].number;
     for (const recorder_file *file : c.cbufs)
         if (file->id.number > lowest &&
-            file->id.number < s.open_file().number && !is_named(s, file->id))
+            file->id.number < s.open_file().number && !s.names(file->id))
             return true;
     return false;
 }
@@ -315,7 +308,7 @@ commitment judge_short_history(const recorder_findings &f, const candidates &c,
     if (has_records_above) return commitment::committed_damaged;
     if (sources.present) return commitment::rolled_back;
     const stored_state &s = f.stored.state;
-    const bool is_stored = s.complete && is_named(s, history.id);
+    const bool is_stored = s.complete && s.names(history.id);
     const bool looks_settled = !sources.has_history_below &&
                                count_in(c.cbufs, {0, history.id.number}) <= 1;
     return is_stored || looks_settled ? commitment::committed_damaged

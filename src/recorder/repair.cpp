@@ -66,24 +66,20 @@ public:
     vela::stream_writer &streams() noexcept { return out_; }
 
     // Writes an interval, its names first when they differ from the last.
-    int write(const vela::fold_pass &pass) noexcept
+    int write(vela::fold_pass &pass) noexcept
     {
-        const uint32_t count = hist_value_list_get_size(&pass.list());
-        const vela::heap<struct hist_value> values(
-            hist_value_list_get_hist_value_copies(&pass.list()));
-        struct sensor_array *sensors =
-            values ? hist_value_list_get_sensor_copies(&pass.list()) : nullptr;
-        if (sensors == nullptr) return KOR_ERR_NO_MEMORY;
-        const vela::owned<sensor_array_destroy> owner(sensors);
+        const vela::owned<sensor_array_destroy> sensors(
+            hist_value_list_get_sensor_copies(&pass.list()));
         column_names names;
-        if (!names.assign(*sensors)) return KOR_ERR_NO_MEMORY;
+        if (!sensors || !names.assign(*sensors)) return KOR_ERR_NO_MEMORY;
         if (!names.equals(last_)) {
-            out_.records().names(pass.start(), names);
+            const int named =
+                vela::write_names(pass.start(), names, out_.records());
+            if (named < 0) return named;
             if (!last_.assign(names)) return KOR_ERR_NO_MEMORY;
         }
-        out_.records().interval(pass.start(), pass.end(), values.get(), count,
-                                pass.events());
-        return out_.flush();
+        const int written = pass.write_to(out_.records());
+        return written < 0 ? written : out_.flush();
     }
 
 private:
@@ -155,9 +151,9 @@ int can_fold_again(const recorder_findings &f, const live_set &live) noexcept
     const int opened = match->open(name.text);
     if (opened < 0) return opened;
     for (const recorder_file *source : live.sources) {
-        const int result = fold_source(
-            f, *source,
-            [&](const vela::fold_pass &pass) { return match->take(pass); });
+        const int result = fold_source(f, *source, [&](vela::fold_pass &pass) {
+            return match->take(pass);
+        });
         if (result != 1) return result;
     }
     return match->count() == 2 * f.num_hb_intervals && match->is_all_matched();
@@ -170,13 +166,15 @@ int fold_again(const recorder_findings &f, const live_set &live,
     const auto out = vela::make_heap_object<history_writer>(file);
     if (!out) return KOR_ERR_NO_MEMORY;
     int result = file.begin();
-    out->streams().records().header(header_of(f, KOR_BUFFER_TYPE_HIST));
-    for (const recorder_file *source : live.sources)
-        if (result >= 0)
-            result = fold_source(f, *source, [&](const vela::fold_pass &pass) {
-                return out->write(pass);
-            });
-    return result < 0 ? result : file.commit();
+    if (result < 0) return result;
+    write_header(header_of(f, KOR_BUFFER_TYPE_HIST), out->streams().records());
+    for (const recorder_file *source : live.sources) {
+        result = fold_source(f, *source, [&](vela::fold_pass &pass) {
+            return out->write(pass);
+        });
+        if (result < 0) return result;
+    }
+    return file.commit();
 }
 
 // --- padding ---
@@ -191,15 +189,15 @@ struct padding {
 
 int write_padding(vela::stream_writer &out, const padding &values) noexcept
 {
-    int result = KOR_OK;
-    for (uint32_t i = 0; i < values.count && result >= 0; ++i) {
-        if (values.kind == KOR_BUFFER_TYPE_HIST)
-            out.records().empty_interval(values.time, values.columns);
-        else
-            out.records().empty_sample(values.time, values.columns);
-        result = out.flush();
+    const auto write_one = values.kind == KOR_BUFFER_TYPE_HIST
+                               ? vela::write_empty_interval
+                               : vela::write_empty_sample;
+    for (uint32_t i = 0; i < values.count; ++i) {
+        int result = write_one(values.time, values.columns, out.records());
+        if (result >= 0) result = out.flush();
+        if (result < 0) return result;
     }
-    return result;
+    return KOR_OK;
 }
 
 // Finds the columns and the time that a file ends with.
@@ -220,7 +218,7 @@ int find_end_of_file(const char *path, padding *values) noexcept
     }
     values->columns = scan->names().count();
     values->time = usable_time(values->time);
-    return KOR_OK;
+    return values->columns > 0 ? KOR_OK : KOR_ERR_INVALID_DATA;
 }
 
 int pad_file(const char *path, uint32_t kind, uint32_t count) noexcept
@@ -229,9 +227,10 @@ int pad_file(const char *path, uint32_t kind, uint32_t count) noexcept
     int result = find_end_of_file(path, &values);
     if (result < 0) return result;
     vela::appended_file file;
-    vela::stream_writer out(file);
     result = file.begin(path);
-    if (result >= 0) result = write_padding(out, values);
+    if (result < 0) return result;
+    vela::stream_writer out(file);
+    result = write_padding(out, values);
     return result < 0 ? result : file.commit();
 }
 
@@ -269,12 +268,12 @@ int create_file(const recorder_findings &f, const live_set &live, uint32_t i,
     if (npadding > 0) result = find_surroundings(f, live, i, &names, &time);
     if (result < 0) return result;
     vela::replacement file(path);
-    vela::stream_writer out(file);
     result = file.begin();
-    out.records().header(header_of(f, kind));
-    if (npadding > 0) out.records().names(time, names);
-    if (result >= 0)
-        result = write_padding(out, {kind, npadding, names.count(), time});
+    if (result < 0) return result;
+    vela::stream_writer out(file);
+    write_header(header_of(f, kind), out.records());
+    if (npadding > 0) vela::write_names(time, names, out.records());
+    result = write_padding(out, {kind, npadding, names.count(), time});
     if (result >= 0) result = out.flush();
     return result < 0 ? result : file.commit();
 }
@@ -295,15 +294,16 @@ public:
 
     int copy() noexcept
     {
-        int result = scan_.open(around_.sources[0].path, header_.kind);
-        out_.records().header(header_);
-        scanned item = scanned::record;
-        while (result >= 0 && item != scanned::end) {
-            item = scan_.next();
-            if (item == scanned::failed) result = scan_.error();
-            if (item == scanned::record) result = copy_record();
+        const int opened = scan_.open(around_.sources[0].path, header_.kind);
+        if (opened < 0) return opened;
+        vela::write_header(header_, out_.records());
+        for (scanned item = scan_.next(); item != scanned::end;
+             item = scan_.next()) {
+            if (item == scanned::failed) return scan_.error();
+            const int copied = item == scanned::record ? copy_record() : KOR_OK;
+            if (copied < 0) return copied;
         }
-        return result < 0 ? result : out_.flush();
+        return out_.flush();
     }
 
 private:
@@ -319,7 +319,9 @@ private:
         if (kind == record_kind::event && names_.count() == 0)
             result = supply_any_names();
         if (result < 0) return result;
-        if (!out_.add(record.bytes())) return KOR_ERR_NO_MEMORY;
+        const vela::stored_bytes &bytes = record.bytes();
+        writer_write_bytes(out_.records(), bytes.begin(),
+                           static_cast<uint32_t>(bytes.size()));
         return kind == record_kind::names ? KOR_OK : out_.flush();
     }
 
@@ -327,8 +329,9 @@ private:
     {
         const int result = vela::find_lost_names(around_.sources, around_.count,
                                                  header_.kind, count, &names_);
-        out_.records().names(scan_.record().start(), names_);
-        return result;
+        if (result < 0) return result;
+        return vela::write_names(scan_.record().start(), names_,
+                                 out_.records());
     }
 
     // An event needs no certain names, but a file must begin with some.
@@ -342,8 +345,8 @@ private:
         }
         if (names_.count() == 0 && !names_.assign_placeholders(1))
             return KOR_ERR_NO_MEMORY;
-        out_.records().names(scan_.record().start(), names_);
-        return KOR_OK;
+        return vela::write_names(scan_.record().start(), names_,
+                                 out_.records());
     }
 
     neighbours around_;

@@ -1,8 +1,9 @@
-// scanned_record.hpp: a record as it lies in a file, checked field by field.
+// scanned_record.hpp: a record as it lies in a file.
 //
-// record_parser takes one record after another out of a stream and refuses
-// what the library's own readers would refuse or abort on.  What it keeps is
-// the stored bytes; scanned_record looks fields up in them.
+// record_parser takes one record after another out of a stream.  Records are
+// read by the library's own serializers, through a reader that spares them the
+// ends of streams on which they would abort.  Only names are read otherwise:
+// those of a damaged file are not to get into the registry of sensors.
 #ifndef KOR_RECORDER_SCANNED_RECORD_HPP
 #define KOR_RECORDER_SCANNED_RECORD_HPP
 
@@ -10,7 +11,10 @@
 
 #include "common/growable.hpp"
 #include "hist_value.h"
-#include "kor_hb_record_events.h"
+#include "io/whole_reader.hpp"
+#include "kor_cb_record_event.h"
+#include "kor_cb_record_sensor_values.h"
+#include "kor_hb_record_sensor_values.h"
 #include "recorder/stream_source.hpp"
 #include "sensor_array.h"
 #include "timestamp.h"
@@ -28,43 +32,15 @@ enum class record_kind : uint32_t {
     event = 3
 };
 
-class scanned_record {
-public:
-    stored_bytes &bytes() noexcept { return bytes_; }
-    const stored_bytes &bytes() const noexcept { return bytes_; }
-    // Tells how the bytes are to be read: a KOR_BUFFER_TYPE_*.
-    void set_buffer_kind(uint32_t kind) noexcept { buffer_kind_ = kind; }
-
-    record_kind kind() const noexcept;
-    bool is_interval() const noexcept;
-    // An event's or a sample's time, or the first one of an interval.
-    struct timestamp start() const noexcept;
-    struct timestamp end() const noexcept;
-    // The number of names, readings or summaries.
-    uint32_t count() const noexcept;
-    float reading(uint32_t i) const noexcept;
-    struct hist_value summary(uint32_t i) const noexcept;
-    struct kor_hb_record_events events() const noexcept;
-    uint32_t event_type() const noexcept;
-    // The text of an event; not terminated.
-    const char *text(uint32_t *length) const noexcept;
-
-private:
-    uint32_t u32_at(size_t offset) const noexcept;
-    struct timestamp time_at(size_t offset) const noexcept;
-
-    stored_bytes bytes_;
-    uint32_t buffer_kind_ = 0;
-};
-
 // The names of a names record, in column order.
 class column_names {
 public:
-    [[nodiscard]] bool assign(const scanned_record &names) noexcept;
     [[nodiscard]] bool assign(const column_names &other) noexcept;
     [[nodiscard]] bool assign(const struct sensor_array &sensors) noexcept;
     // "sensor 1", "sensor 2" and so on, for readings whose names are lost.
     [[nodiscard]] bool assign_placeholders(uint32_t count) noexcept;
+    // Reads the columns of a names record: a byte count or a negative code.
+    int read(struct reader *in) noexcept;
     void clear() noexcept;
 
     uint32_t count() const noexcept
@@ -75,12 +51,65 @@ public:
     bool equals(const column_names &other) const noexcept;
 
 private:
-    bool add(const char *name, uint32_t length) noexcept;
+    bool add(const char *name) noexcept;
     bool point_at_names() noexcept;
 
     growable<char> text_;  // every name with its final NUL
     growable<const char *> names_;
     uint32_t count_ = 0;
+};
+
+// A record that is read over and over again.
+class scanned_record {
+public:
+    scanned_record() noexcept;
+    scanned_record(const scanned_record &) = delete;
+    scanned_record &operator=(const scanned_record &) = delete;
+    ~scanned_record();
+
+    // Reads a record of a buffer of some KOR_BUFFER_TYPE_*.  Returns the byte
+    // count or a negative code.
+    int read(uint32_t buffer_kind, struct reader *in) noexcept;
+
+    // As stored.
+    stored_bytes &bytes() noexcept { return bytes_; }
+    const stored_bytes &bytes() const noexcept { return bytes_; }
+
+    record_kind kind() const noexcept { return kind_; }
+    bool is_interval() const noexcept
+    {
+        return kind_ == record_kind::values && is_history_;
+    }
+    // A record's time, or the first one of an interval.
+    struct timestamp start() const noexcept;
+    struct timestamp end() const noexcept;
+    const column_names &names() const noexcept { return names_; }
+    // The number of readings or summaries.
+    uint32_t count() const noexcept;
+    const float *readings() const noexcept { return sample_.values; }
+    const struct hist_value *summaries() const noexcept
+    {
+        return interval_.hvalues;
+    }
+    const struct kor_hb_record_events &events() const noexcept
+    {
+        return interval_.events;
+    }
+    uint32_t event_type() const noexcept { return event_.type; }
+    const char *text() const noexcept { return event_.text; }
+
+private:
+    int read_names(struct reader *in) noexcept;
+
+    stored_bytes bytes_;
+    record_kind kind_ = record_kind::none;
+    bool is_history_ = false;
+    // One of these is the record, the others are there for those to come.
+    struct timestamp names_time_;
+    column_names names_;
+    struct kor_cb_record_sensor_values sample_;
+    struct kor_hb_record_sensor_values interval_;
+    struct kor_cb_record_event event_;
 };
 
 // The header of a buffer file.
@@ -101,61 +130,30 @@ public:
     explicit record_parser(stream_source &in) noexcept : in_(in) {}
 
     parsed header(struct buffer_header *header) noexcept;
-    // `kept` may be null: the record is then checked only.
-    parsed record(uint32_t buffer_kind, scanned_record *kept) noexcept;
+    parsed record(uint32_t buffer_kind, scanned_record *record) noexcept;
     int error() const noexcept { return error_; }
 
 private:
-    bool take(void *to, uint32_t size) noexcept;
-    bool skip(uint32_t size) noexcept;
-    uint32_t u32() noexcept;
-    void version(uint8_t lowest, uint8_t highest, uint8_t *stored) noexcept;
-    uint32_t bounded_count() noexcept;
-    void time() noexcept;
-    void text() noexcept;
-    void names() noexcept;
-    void sample() noexcept;
-    void interval() noexcept;
-    void event() noexcept;
-    void payload(uint32_t buffer_kind, record_kind kind) noexcept;
-    parsed result() const noexcept;
+    static int take(void *self, void *to, uint32_t size) noexcept;
+    parsed result_of(int nread) noexcept;
 
     stream_source &in_;
-    stored_bytes *kept_ = nullptr;
-    bool ok_ = true;
+    whole_reader reader_{take, this};
+    stored_bytes *kept_ = nullptr;  // gets what is read, unless null
     int error_ = 0;
 };
 
-// Composes stored records.
-class record_composer {
-public:
-    explicit record_composer(stored_bytes &to) noexcept : to_(to) {}
-    bool ok() const noexcept { return ok_; }
-
-    void header(const struct buffer_header &header) noexcept;
-    void names(const struct timestamp &t, const column_names &names) noexcept;
-    // A sample all of whose readings are invalid.
-    void empty_sample(const struct timestamp &t, uint32_t count) noexcept;
-    void interval(const struct timestamp &start, const struct timestamp &end,
-                  const struct hist_value *values, uint32_t count,
-                  const struct kor_hb_record_events &events) noexcept;
-    // An interval without samples.
-    void empty_interval(const struct timestamp &t, uint32_t count) noexcept;
-    void u8(uint8_t value) noexcept;
-    void u32(uint32_t value) noexcept;
-    void text(const char *text) noexcept;
-
-private:
-    void time(const struct timestamp &t) noexcept;
-    void f32(float value) noexcept;
-    void summary(const struct hist_value &hv) noexcept;
-    void counters(const struct kor_hb_record_events &events) noexcept;
-    void interval_head(const struct timestamp &start,
-                       const struct timestamp &end, uint32_t count) noexcept;
-
-    stored_bytes &to_;
-    bool ok_ = true;
-};
+// Compose what is stored.  They return a byte count or a negative code.
+int write_header(const struct buffer_header &header,
+                 struct writer *out) noexcept;
+int write_names(const struct timestamp &t, const column_names &names,
+                struct writer *out) noexcept;
+// A sample all of whose readings are invalid, or an interval without samples;
+// `count` is not 0.
+int write_empty_sample(const struct timestamp &t, uint32_t count,
+                       struct writer *out) noexcept;
+int write_empty_interval(const struct timestamp &t, uint32_t count,
+                         struct writer *out) noexcept;
 
 }  // namespace vela
 

@@ -11,26 +11,22 @@ vela::stream_writer::~stream_writer()
     if (initialised_) deflateEnd(&deflate_);
 }
 
-bool vela::stream_writer::add(const stored_bytes &record) noexcept
-{
-    return stage_.append(record.begin(), record.size());
-}
-
 int vela::stream_writer::begin() noexcept
 {
     const int code = initialised_
                          ? deflateReset(&deflate_)
                          : deflateInit(&deflate_, Z_DEFAULT_COMPRESSION);
     initialised_ = initialised_ || code == Z_OK;
-    deflate_.next_in = stage_.begin();
+    deflate_.next_in =
+        const_cast<Bytef *>(static_cast<const Bytef *>(stage_.data()));
     deflate_.avail_in = static_cast<uInt>(stage_.size());
     return code == Z_OK ? KOR_OK : KOR_ERR_NO_MEMORY;
 }
 
 int vela::stream_writer::flush() noexcept
 {
-    if (!composer_.ok()) return KOR_ERR_NO_MEMORY;
-    if (stage_.empty()) return KOR_OK;
+    if (stage_.is_cut()) return KOR_ERR_NO_MEMORY;
+    if (stage_.size() == 0) return KOR_OK;
     int result = begin();
     int code = Z_OK;
     while (result >= 0 && code == Z_OK) {

@@ -4,8 +4,8 @@
 
 #include <zlib.h>
 
+#include "io/memory_writer.hpp"
 #include "recorder/durable_files.hpp"
-#include "recorder/scanned_record.hpp"
 
 namespace vela {
 
@@ -16,18 +16,17 @@ public:
     stream_writer &operator=(const stream_writer &) = delete;
     ~stream_writer();
 
-    // What the next stream is to hold.
-    record_composer &records() noexcept { return composer_; }
-    bool add(const stored_bytes &record) noexcept;
-    // Writes it, if there is anything.  Returns 0 or a negative code.
+    // Takes what the next stream is to hold.
+    struct writer *records() noexcept { return stage_.get(); }
+    // Writes it, if there is anything.  Returns 0 or a negative code, which
+    // also tells whether records() ran out of memory.
     int flush() noexcept;
 
 private:
     int begin() noexcept;
 
     output_file &out_;
-    stored_bytes stage_;
-    record_composer composer_{stage_};
+    memory_writer stage_;
     z_stream deflate_ = {};
     bool initialised_ = false;
 };
