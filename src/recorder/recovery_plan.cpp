@@ -162,16 +162,17 @@ int plan_leftovers(recovery_plan *plan) noexcept
 {
     proven_histories histories;
     int result = begin_proofs(*plan, &histories);
+    if (result < 0) return result;
     const auto &files = plan->findings.listing.files;
-    for (size_t i = files.size(); i-- > 0 && result >= 0;) {
+    for (size_t i = files.size(); i-- > 0;) {
         if (plan->live.holds(files[i].id)) continue;
         leftover left = {&files[i], false, false};
         result = judge_leftover(*plan, &histories, &left);
-        if (result >= 0 && !plan->leftovers.append(left))
-            result = KOR_ERR_NO_MEMORY;
+        if (result < 0) return result;
+        if (!plan->leftovers.append(left)) return KOR_ERR_NO_MEMORY;
     }
     std::sort(plan->leftovers.begin(), plan->leftovers.end(), goes_before);
-    return result;
+    return KOR_OK;
 }
 
 uint32_t next_number(const recovery_plan &plan) noexcept
@@ -227,38 +228,39 @@ int plan_state(recovery_plan *plan, bool resumes) noexcept
 // cannot be told to be worthless.
 int save_unreadable(const recovery_plan &plan) noexcept
 {
-    int result = KOR_OK;
-    for (uint32_t i = 0; i < plan.live.nfiles() && result >= 0; ++i) {
+    for (uint32_t i = 0; i < plan.live.nfiles(); ++i) {
         const vela::live_file &file = plan.live.files[i];
         if (!plan.repairs[i].create || file.found == nullptr ||
             !is_unreadable(file.found->summary))
             continue;
         vela::file_name name;
         plan.findings.base.name_buffer(file.id, &name);
-        result = vela::set_aside(name.text);
+        const int result = vela::set_aside(name.text);
+        if (result < 0) return result;
     }
-    return result;
+    return KOR_OK;
 }
 
 int remove_temporaries(const recovery_plan &plan) noexcept
 {
-    int result = KOR_OK;
-    for (const vela::file_name &name : plan.findings.listing.temporaries)
-        if (result >= 0)
-            result = vela::is_other_than_file(name.text)
-                         ? vela::set_aside(name.text)
-                         : vela::remove_file(name.text);
-    return result;
+    for (const vela::file_name &name : plan.findings.listing.temporaries) {
+        const int result = vela::is_other_than_file(name.text)
+                               ? vela::set_aside(name.text)
+                               : vela::remove_file(name.text);
+        if (result < 0) return result;
+    }
+    return KOR_OK;
 }
 
 int apply_repairs(const recovery_plan &plan) noexcept
 {
-    int result = KOR_OK;
-    for (uint32_t i = 0; i < plan.live.nfiles() && result >= 0; ++i)
-        if (plan.repairs[i].is_needed())
-            result = vela::apply_repair(plan.findings, plan.live, i,
-                                        plan.repairs[i]);
-    return result;
+    for (uint32_t i = 0; i < plan.live.nfiles(); ++i) {
+        if (!plan.repairs[i].is_needed()) continue;
+        const int result =
+            vela::apply_repair(plan.findings, plan.live, i, plan.repairs[i]);
+        if (result < 0) return result;
+    }
+    return KOR_OK;
 }
 
 int write_state(const recovery_plan &plan) noexcept
@@ -291,15 +293,16 @@ int sync_kept(const recovery_plan &plan) noexcept
 
 int clear_leftovers(const recovery_plan &plan) noexcept
 {
-    int result = plan.leftovers.empty() ? KOR_OK : sync_kept(plan);
+    if (plan.leftovers.empty()) return KOR_OK;
+    int result = sync_kept(plan);
+    if (result < 0) return result;
     for (const leftover &left : plan.leftovers) {
         vela::file_name name;
         plan.findings.base.name_buffer(left.file->id, &name);
-        if (result >= 0)
-            result = left.is_removed ? vela::remove_file(name.text)
-                                     : vela::set_aside(name.text);
+        result = left.is_removed ? vela::remove_file(name.text)
+                                 : vela::set_aside(name.text);
+        if (result < 0) return result;
     }
-    if (result < 0 || plan.leftovers.empty()) return result;
     return vela::sync_folder(plan.findings.base.path());
 }
 
@@ -330,11 +333,12 @@ int vela::plan_recovery(const char *filename, uint32_t num_cb_samples,
 
 int vela::carry_out(const recovery_plan &plan) noexcept
 {
-    int result = remove_temporaries(plan);
-    if (result >= 0) result = save_unreadable(plan);
-    if (result >= 0) result = apply_repairs(plan);
-    if (result >= 0) result = write_state(plan);
-    return result < 0 ? result : clear_leftovers(plan);
+    for (const auto step : {remove_temporaries, save_unreadable, apply_repairs,
+                            write_state, clear_leftovers}) {
+        const int result = step(plan);
+        if (result < 0) return result;
+    }
+    return KOR_OK;
 }
 
 int vela::set_aside(const char *path) noexcept
