@@ -227,6 +227,7 @@ void try_damage(const image &from, const damage &dm, chance *random)
         d.remove(dm.name);
     else
         d.damage(dm.name, dm.content);
+    keep_some(d);
     vela::owned<kor_recovery_report_destroy> report;
     const int result = recover_with_report(&d, from.plan, &report);
     if (result < 0 && result != KOR_ERR_END_OF_STREAM)

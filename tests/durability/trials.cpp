@@ -11,6 +11,7 @@
 
 #include "error.h"
 #include "kor_recover.h"
+#include "support/kept_files.hpp"
 #include "tally.hpp"
 
 namespace durability {
@@ -123,9 +124,19 @@ bool lacks_names(const disk &d)
 
 }  // namespace
 
+void keep_some(const disk &d)
+{
+    if (!test::keeps_files()) return;
+    test::file_contents files;
+    for (const std::string &name : d.names()) files[name] = d.content(name);
+    test::keep_some_files(
+        "durability." + scenario().substr(0, scenario().find(',')), files);
+}
+
 bool recover_and_audit(disk *d, const ledger &l, const demands &wanted,
                        watcher *w)
 {
+    keep_some(*d);
     int result = 0;
     {
         const mounted m(*d, w);

@@ -78,6 +78,9 @@ struct demands {
     leftovers allowed;
 };
 
+// Keeps some of the disks that it is called for; see support/kept_files.hpp.
+void keep_some(const disk &d);
+
 // Recovers the disk, compares it with the ledger, and recovers it again: that
 // must change nothing.
 bool recover_and_audit(disk *d, const ledger &l, const demands &wanted,

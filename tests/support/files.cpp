@@ -7,13 +7,23 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/kept_files.hpp"
 #include "support/support.hpp"
 
 namespace fs = std::filesystem;
 
 namespace test {
 
-scratch_folder::scratch_folder() : previous_(fs::current_path())
+std::string name_of_test()
+{
+    const auto *const unit = testing::UnitTest::GetInstance();
+    const testing::TestInfo *const test = unit->current_test_info();
+    if (test == nullptr) return "no-test";
+    return std::string(test->test_suite_name()) + "." + test->name();
+}
+
+scratch_folder::scratch_folder()
+    : previous_(fs::current_path()), owner_(getpid())
 {
     std::string name = fs::temp_directory_path() / "libkor-test-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) std::abort();
@@ -25,6 +35,7 @@ scratch_folder::~scratch_folder()
 {
     std::error_code ignored;
     fs::current_path(previous_, ignored);
+    if (owner_ == getpid()) keep_folder(name_of_test(), path_);
     fs::remove_all(path_, ignored);
 }
 

@@ -145,6 +145,9 @@ int random_draws();
 
 // --- files (files.cpp) ---
 
+// The test that runs, as it is chosen on the command line.
+std::string name_of_test();
+
 // An empty folder that is the current one while the object lives.
 class scratch_folder {
 public:
@@ -157,6 +160,7 @@ public:
 private:
     std::string path_;
     std::string previous_;
+    int owner_;  // the process; those that it forks keep no files
 };
 
 // A test whose files lie in a folder of its own.

@@ -1,5 +1,6 @@
 """What the tests of the program share: runs of it, telemetry, inflated files."""
 import datetime
+import hashlib
 import os
 import pathlib
 import random
@@ -54,6 +55,28 @@ def inflate(path):
     return inflated
 
 
+def looks_like_a_recorders(path):
+    """As tests/support/kept_files.cpp has it."""
+    return (path.is_file() and not path.is_symlink() and
+            os.access(path, os.R_OK) and
+            (path.suffix == ".state" or "buf.z" in path.name or
+             path.read_bytes().startswith(b"\x78\x9c")))
+
+
+def keep_files(name, folder):
+    """Copies recorders and buffer files to $KOR_KEEP_FILES, if it is set."""
+    kept = {path.relative_to(folder): path.read_bytes()
+            for path in sorted(folder.rglob("*"))
+            if looks_like_a_recorders(path)}
+    if not kept:
+        return
+    digits = hashlib.sha256(repr(kept).encode()).hexdigest()[:16]
+    target = pathlib.Path(os.environ["KOR_KEEP_FILES"]) / f"{name}-{digits}"
+    for path, content in kept.items():
+        (target / path).parent.mkdir(parents=True, exist_ok=True)
+        (target / path).write_bytes(content)
+
+
 class Result:
     def __init__(self, run):
         self.status = run.returncode
@@ -68,6 +91,8 @@ class ToolTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
+        if "KOR_KEEP_FILES" in os.environ:
+            self.addCleanup(keep_files, self.id(), self.folder)
 
     def kor(self, *arguments, stdin="", expect=None, **variables):
         environment = {**os.environ, "TZ": "UTC", **variables}

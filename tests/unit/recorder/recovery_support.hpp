@@ -14,6 +14,7 @@
 #include "kor_buffer.h"
 #include "kor_playback.h"
 #include "kor_recover.h"
+#include "support/kept_files.hpp"
 #include "unit/recorder/buffer_support.hpp"
 
 namespace test {
@@ -242,6 +243,7 @@ inline void restore(const folder &files)
     for (const std::string &name : list_folder())
         if (!files.contains(name)) std::filesystem::remove_all(name);
     for (const auto &[name, content] : files) write_file(name, content);
+    keep_some_files(name_of_test(), files);
 }
 
 // The files of a recorder after each of so many vectors.
