@@ -327,8 +327,21 @@ def scan(path):
             kinds = fitting
 
 
-def holds_a_record(path):
-    return any(not isinstance(item, (Header, Damage)) for item in scan(path))
+class Findings:
+    """What a scan tells about a file, without its records."""
+
+    def __init__(self, path):
+        self.header = None
+        self.values = 0  # samples or intervals
+        self.has_record = self.is_damaged = False
+        for item in scan(path):
+            if isinstance(item, Header):
+                self.header = item
+            elif isinstance(item, Damage):
+                self.is_damaged = True
+            else:
+                self.has_record = True
+                self.values += isinstance(item, (Sample, Interval))
 
 
 # Names of readings -------------------------------------------------------
@@ -417,11 +430,14 @@ def state_record(source):
 
 
 class Recorder:
-    """The files of a recorder, known by their numbers."""
+    """The files of a recorder, each known by its number and kind."""
 
     def __init__(self, base):
         self.base = base
-        self.kinds = dict(sorted(self.list_files()))
+        self.all = sorted(self.list_files(), key=lambda f: (f[0], -f[1]))
+        self.found = {f: Findings(self.path(f)) for f in self.all}
+        self.state = self.saved_state()
+        self.capacity = self.capacities()
 
     def list_files(self):
         for name in os.listdir(os.path.dirname(self.base) or "."):
@@ -438,71 +454,157 @@ class Recorder:
         return (number, KIND_OF[found.group(3)]) if (
             number <= MOST_FILES) else None
 
-    def path(self, number, kind):
+    def path(self, file):
+        number, kind = file
         letter = "h" if kind == HISTORY else "c"
         return f"{self.base}.{number}.{letter}buf.z"
 
-    def holds_a_record(self, number):
-        return holds_a_record(self.path(number, self.kinds[number]))
+    def saved_state(self):
+        """The state file, with the live files as known; None if damaged."""
+        try:
+            with open(self.base + ".state", "rb") as file:
+                state = state_record(Plain(file.read(LONGEST_STATE_FILE)))
+            files = [self.known(os.path.basename(os.fsdecode(name)))
+                     for name in state.files]
+            require(all(files))
+            kinds = [kind for _, kind in files]
+            first = HISTORY if state.state == 4 else CURRENT
+            require(kinds == [first] + [CURRENT] * (len(kinds) - 1))
+            numbers = [number for number, _ in files] + [state.next]
+            if first == HISTORY:
+                numbers[:2] = numbers[1::-1]
+            require(all(a < b for a, b in zip(numbers, numbers[1:])))
+            return state._replace(files=files)
+        except (Malformed, OSError):
+            return None
 
-    def saved_files(self):
-        """Live files by the state file, and the number behind them."""
-        with open(self.base + ".state", "rb") as file:
-            state = state_record(Plain(file.read(LONGEST_STATE_FILE)))
-        files = [self.known(os.path.basename(os.fsdecode(name)))
-                 for name in state.files]
-        require(all(files))
-        kinds = [kind for _, kind in files]
-        first = HISTORY if state.state == 4 else CURRENT
-        require(kinds == [first] + [CURRENT] * (len(kinds) - 1))
-        numbers = [number for number, _ in files] + [state.next]
-        if first == HISTORY:
-            numbers[:2] = numbers[1::-1]
-        require(all(a < b for a, b in zip(numbers, numbers[1:])))
-        return files, state.next
+    def capacities(self):
+        if self.state:
+            return {CURRENT: self.state.samples,
+                    HISTORY: 2 * self.state.intervals}
+        headers = ((kind, self.found[number, kind].header)
+                   for number, kind in self.all)
+        return {kind: header.capacity for kind, header in headers
+                if header and header.kind == kind}
 
-    def follow(self, files, following):
-        """The files in use now, when they once were those given."""
-        while True:
+    def takes_part(self, file):
+        """Whether a file has a record, and a header of this recorder."""
+        found = self.found.get(file)
+        if not found or not found.has_record:
+            return False
+        return found.header in (
+            None, Header(file[1], self.capacity.get(file[1])))
+
+    def is_full(self, file):
+        return (self.takes_part(file) and
+                self.found[file].values == self.capacity.get(file[1]))
+
+    def missing(self):
+        if not self.state:
+            return [self.base + ".state"]
+        return [self.path(f) for f in self.state.files if f not in self.found]
+
+    # --- by the state file ---
+
+    def is_state_all(self):
+        """Whether there is nothing that the state file does not name."""
+        *closed, (last, _) = self.state.files
+        others = (f for f in self.all if f not in self.state.files and
+                  not (f[1] == HISTORY and f[0] > last))
+        return (all(f in self.found for f in closed) and
+                not any(os.path.getsize(self.path(f)) for f in others))
+
+    def is_state_usable(self):
+        numbers = [number for number, _ in self.state.files]
+        between = [(n, CURRENT) for n in range(min(numbers), max(numbers))
+                   if (n, CURRENT) not in self.state.files]
+        return (all(map(self.is_full, self.state.files[:-1])) and
+                (self.state.files[-1] in self.found or len(numbers) > 1) and
+                not any(map(self.takes_part, between)))
+
+    def follow(self):
+        """The files in use now, when they once were those saved."""
+        files, following = self.state.files, self.state.next
+        while self.is_full(files[-1]):
             fold = len(files) == 3
             history = [(following, HISTORY)] if fold else []
             buffer = (following + len(history), CURRENT)
-            if (self.kinds.get(buffer[0]) != CURRENT
-                    or not self.holds_a_record(buffer[0])):
-                return files
+            if not all(map(self.takes_part, history + [buffer])):
+                break
             files = history + files[2 if fold else 0:] + [buffer]
             following = buffer[0] + 1
+        return files
+
+    # --- by the folder ---
 
     def found_files(self):
-        """The files in use, as the folder tells."""
-        histories = [n for n, kind in self.kinds.items() if kind == HISTORY]
-        buffers = [n for n, kind in self.kinds.items() if kind == CURRENT]
+        taken = list(filter(self.takes_part, self.all))
+        histories = [f for f in taken
+                     if f[1] == HISTORY and self.found[f].values]
+        buffers = [f for f in taken if f[1] == CURRENT]
         for history in reversed(histories):
             if self.is_in_use(history, buffers, histories):
-                newer = [n for n in buffers if n > history]
-                older = [n for n in buffers if n < history][-1:]
-                return [(history, HISTORY)] + [
-                    (n, CURRENT) for n in older + newer]
-        return [(n, CURRENT) for n in buffers]
+                newer = [f for f in buffers if f[0] >= history[0]]
+                older = [f for f in buffers if f[0] < history[0]]
+                return ([history] + older[-1:] + newer if len(newer) <= 1
+                        else self.all_files(histories))
+        return buffers if len(buffers) <= 3 else self.all_files(histories)
 
     def is_in_use(self, history, buffers, histories):
         """Whether a fold is over: behind it is a record, or a source gone."""
-        if any(self.holds_a_record(n) for n in buffers if n > history):
+        number, _ = history
+        if any(n >= number for n, _ in buffers):
             return True
-        older = [n for n in buffers if n < history]
-        return len(older) < (2 if any(n < history for n in histories) else 3)
+        older = [n for n, _ in buffers if n < number]
+        below = [n for n, _ in histories if n < number]
+        return len(older) < (2 if below else 3)
+
+    def all_files(self, histories):
+        return histories[-1:] + [f for f in self.all if f[1] == CURRENT]
+
+    def last_folded(self, live):
+        """The number up to which current buffers went into the history."""
+        if not live or live[0][1] != HISTORY:
+            return 0
+        below = [n for n, kind in live if n < live[0][0]]
+        taken = {n for n, _ in self.all}
+        return below[0] if below else max(
+            n for n in range(live[0][0]) if n not in taken)
+
+    def is_loss(self, file, live):
+        """Whether a file that holds damage alone once was in use."""
+        number, kind = file
+        history = live[0] if live and live[0][1] == HISTORY else None
+        if kind == CURRENT:
+            return number > self.last_folded(live)
+        buffers = [f for f in self.all if f[1] == CURRENT]
+        histories = [f for f in self.all if f[1] == HISTORY]
+        if history and number < history[0]:
+            return False
+        return (any(n >= number and self.found[n, k].has_record
+                    for n, k in buffers) or
+                self.is_in_use(file, [f for f in buffers if f[0] < number],
+                               histories))
+
+    def damaged_files(self, live, is_usable):
+        """Those not in use that hold damage alone, and are a loss."""
+        for file in self.all:
+            found = self.found[file]
+            if found.is_damaged and not found.has_record and file not in live:
+                if (self.state and file in self.state.files) or (
+                        not is_usable and self.is_loss(file, live)):
+                    yield file
 
     def files(self):
-        """The live files, oldest first, and those that are missing."""
-        try:
-            saved, following = self.saved_files()
-        except (Malformed, OSError):
-            return self.found_files(), [(self.base + ".state")]
-        missing = [self.path(*file) for file in saved
-                   if self.kinds.get(file[0]) != file[1]]
-        if missing:
-            return self.found_files(), missing
-        return self.follow(saved, following), []
+        """The files to read, oldest first."""
+        if self.state and self.is_state_all():
+            live = [f for f in self.state.files if f in self.found]
+        elif self.state and self.is_state_usable():
+            live = [f for f in self.follow() if f in self.found]
+        else:
+            live = self.found_files()
+        is_usable = self.state and not self.missing()
+        return [*self.damaged_files(live, is_usable), *live]
 
 
 def read(name):
@@ -512,11 +614,10 @@ def read(name):
         yield from named_items([name])
         return
     recorder = Recorder(name)
-    files, missing = recorder.files()
-    if not recorder.kinds and not is_recorder:
+    if not recorder.all and not is_recorder:
         raise FileNotFoundError(f"{name}: no recorder and no buffer file")
-    yield from map(Missing, missing)
-    yield from named_items([recorder.path(*file) for file in files])
+    yield from map(Missing, recorder.missing())
+    yield from named_items(list(map(recorder.path, recorder.files())))
 
 
 # As JSON -----------------------------------------------------------------

@@ -638,6 +638,35 @@ def recorders_with_wrong_numbers(c_1_2_3, h_4_3_5, no_state):
         c_1_2, others={f"{2**32 + 3}.c": filled(4)})
     yield "number-has-a-leading-zero", Recording(
         c_1_2, others={"03.c": filled(4)})
+    yield "HCC-state-of-which-two-are-missing", Recording(
+        h_4_3_5, saved=["6.h", "5.c", "7.c"],
+        missing=["6.hbuf.z", "7.cbuf.z"])
+    yield "CCC-state-of-which-two-are-missing", Recording(
+        {"1.c": header_only(1)}, saved=["1.c", "2.c", "3.c"],
+        missing=["2.cbuf.z", "3.cbuf.z"])
+    lost = flipped(first_stream(HISTORY), 30)
+    short = history(begun=False).damage(lost)
+    for start, end in ((2, 3), (4, 5), (6, 7)):
+        short.interval(start, end, (1, 2), (3, 4), sensors="ab")
+    yield "no-state-number-of-intervals-lost", Recording(
+        {"4.h": short, "3.c": h_4_3_5["3.c"],
+         "5.c": h_4_3_5["5.c"]},
+        others={"1.c": c_1_2["1.c"], "2.c": c_1_2["2.c"]}, **no_state)
+    yield "fold-begun-a-source-gone", Recording(
+        {"2.c": c_1_2["2.c"], "3.c": c_1_2_3["3.c"]},
+        saved=["1.c", "2.c", "3.c"], others={"4.h": header_only(HISTORY)},
+        missing=["1.cbuf.z"])
+    yield "kinds-against-names", Recording(
+        {"7.c": filled(12)}, others={"5.c": folded(*FIRST_FOLD),
+                                     "6.h": filled(8)}, **no_state)
+    yield "buffer-of-another-recorder", Recording(
+        {"1.c": filled(0, number=2)}, others={"2.c": current(
+            capacity=8).sample(4, 5, 6)}, next_number=2)
+    yield "buffer-behind-one-that-is-not-full", Recording(
+        {"1.c": filled(0, number=2)}, others={"2.c": filled(4)})
+    yield "two-buffers-behind-the-history", Recording(
+        {"4.h": folded(*FIRST_FOLD), "1.c": filled(0), "2.c": filled(4),
+         "3.c": filled(8), "5.c": filled(12), "6.c": filled(16)}, **no_state)
     yield "set-aside", Recording(
         {"4.h": folded(*FIRST_FOLD), "3.c": filled(8)},
         saved=["4.h", "3.c", "5.c"], missing=["5.cbuf.z"],
@@ -680,6 +709,11 @@ def recorders_that_lost_names():
             flipped(first_stream(HISTORY), 30)).interval(
                 2, 3, (1, 2), (3, 4), sensors=machine[::-1]),
          "3.c": filled(8, *machine), "5.c": filled(12, number=1)})
+    yield "history-names-not-from-equal-ones", Recording(
+        {"4.h": history(begun=False).damage(
+            flipped(first_stream(HISTORY), 30)).interval(
+                2, 3, (1, 2), (3, 4), sensors=["sensor 1", "sensor 2"]),
+         "3.c": filled(8, "a", "a"), "5.c": filled(12, "a", "a", number=1)})
     yield "never-names-from-a-history", Recording(
         {"4.h": folded(*FIRST_FOLD),
          "3.c": current(begun=False).damage(lost).sample(9, 6, 7,
