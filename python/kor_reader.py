@@ -334,14 +334,23 @@ class Findings:
         self.header = None
         self.values = 0  # samples or intervals
         self.has_record = self.is_damaged = False
+        self.begin = self.end = 0  # of the first record, the last values
         for item in scan(path):
             if isinstance(item, Header):
                 self.header = item
             elif isinstance(item, Damage):
                 self.is_damaged = True
             else:
-                self.has_record = True
-                self.values += isinstance(item, (Sample, Interval))
+                self.add_record(item)
+
+    def add_record(self, item):
+        is_interval = isinstance(item, Interval)
+        if not self.has_record:
+            self.begin = item.start if is_interval else item.time
+        self.has_record = True
+        if isinstance(item, (Sample, Interval)):
+            self.values += 1
+            self.end = item.end if is_interval else item.time
 
 
 # Names of readings -------------------------------------------------------
@@ -519,21 +528,40 @@ class Recorder:
         between = [(n, CURRENT) for n in range(min(numbers), max(numbers))
                    if (n, CURRENT) not in self.state.files]
         return (all(map(self.is_full, self.state.files[:-1])) and
-                (self.state.files[-1] in self.found or len(numbers) > 1) and
-                not any(map(self.takes_part, between)))
+                not any(map(self.takes_part, between)) and
+                not self.has_gone_on())
 
-    def follow(self):
-        """The files in use now, when they once were those saved."""
-        files, following = self.state.files, self.state.next
-        while self.is_full(files[-1]):
-            fold = len(files) == 3
-            history = [(following, HISTORY)] if fold else []
-            buffer = (following + len(history), CURRENT)
-            if not all(map(self.takes_part, history + [buffer])):
-                break
-            files = history + files[2 if fold else 0:] + [buffer]
-            following = buffer[0] + 1
-        return files
+    def has_gone_on(self):
+        """Whether there is a buffer that came after what was saved."""
+        last = self.state.files[-1]
+        newer = [f for f in self.all if f[1] == CURRENT and
+                 f[0] > last[0] and self.takes_part(f)]
+        if not newer or last not in self.found:
+            return bool(newer) and len(self.state.files) == 1
+        return self.is_full(last) and (
+            self.comes_next(newer[0]) or
+            self.found[newer[0]].begin >= self.found[last].end and
+            (self.needs_no_fold() or self.are_explained(last, newer[0])))
+
+    def comes_next(self, buffer):
+        """Whether the next transition gives a buffer its number."""
+        fold = len(self.state.files) == 3
+        history = (self.state.next, HISTORY)
+        return (buffer[0] == self.state.next + fold and
+                (not fold or self.takes_part(history)))
+
+    def needs_no_fold(self):
+        buffers = [f for f in self.all
+                   if f[1] == CURRENT and self.takes_part(f)]
+        return len(self.state.files) < 3 and not any(
+            f[1] == HISTORY and self.is_full(f) and buffers[-1] > f
+            for f in self.all)
+
+    def are_explained(self, last, newer):
+        """Whether numbers without a file stand singly before one with."""
+        there = {number for number, _ in self.all}
+        return all(n in there or n + 1 in there
+                   for n in range(last[0] + 1, newer[0]))
 
     # --- by the folder ---
 
@@ -597,10 +625,8 @@ class Recorder:
 
     def files(self):
         """The files to read, oldest first."""
-        if self.state and self.is_state_all():
+        if self.state and (self.is_state_all() or self.is_state_usable()):
             live = [f for f in self.state.files if f in self.found]
-        elif self.state and self.is_state_usable():
-            live = [f for f in self.follow() if f in self.found]
         else:
             live = self.found_files()
         is_usable = self.state and not self.missing()

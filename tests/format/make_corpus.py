@@ -546,6 +546,11 @@ def recorders_after_a_crash():
     yield "HCC-state-HCC-before", Recording(
         {"6.h": h6, "5.c": c5, "7.c": c7}, saved=list(h_4_3_5),
         others={"4.h": h4, "3.c": c3})
+    yield "HCC-state-HCC-before-a-number-used-up", Recording(
+        {"7.h": h6, "5.c": c5, "8.c": c7}, saved=list(h_4_3_5),
+        others={"4.h": h4, "3.c": c3})
+    yield "CCC-state-CC0-another-next-number", Recording(
+        c_1_2_3, saved=["1.c", "2.c"], next_number=4)
     yield "HCC-second-fold-not-used", Recording(
         h_4_3_5, others={"6.h": h6})
     yield "HCC-state-two-folds-before", Recording(
