@@ -15,6 +15,9 @@ KOR_BEGIN_DECLS
  * Halves the resolution of a full history buffer: every two adjacent intervals
  * become one, over the sensors of both.  The file itself is not changed.
  *
+ * A file without names, a name twice among them, and two changes of names
+ * inside a pair are not provided for and abort.
+ *
  * hbuf_in_filename  the file
  * hbuf_out          borrowed; must have room for half the file's capacity
  * Returns           0
