@@ -56,7 +56,7 @@ vela::parsed vela::buffer_scan::check_records(uint32_t kind) noexcept
 {
     parsed result;
     do {
-        result = parser_.record(kind, &record_);
+        result = parser_.record(kind, &record_, nullptr);
     } while (result == parsed::record);
     return result;
 }
@@ -165,7 +165,7 @@ void vela::buffer_scan::enter(uint64_t offset, const verdict &stream) noexcept
 // meanwhile: it ends there.
 vela::parsed vela::buffer_scan::next_record() noexcept
 {
-    const parsed result = parser_.record(stream_kind_, &record_);
+    const parsed result = parser_.record(stream_kind_, &record_, &bytes_);
     if (result == parsed::failed) return result;
     if (result != parsed::record) {
         in_stream_ = false;

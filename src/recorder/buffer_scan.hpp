@@ -38,6 +38,8 @@ public:
     int peek_header(struct buffer_header *header) noexcept;
 
     const scanned_record &record() const noexcept { return record_; }
+    // The record as stored.
+    const stored_bytes &bytes() const noexcept { return bytes_; }
     // Of the stream that the record is in, or of the gap or tail.
     uint64_t offset() const noexcept { return offset_; }
     uint64_t length() const noexcept { return length_; }
@@ -83,6 +85,7 @@ private:
     stream_source source_;
     record_parser parser_{source_};
     scanned_record record_;
+    stored_bytes bytes_;
     column_names names_;
     struct buffer_header header_ = {};
     uint32_t kind_ = 0;

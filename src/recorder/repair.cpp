@@ -319,9 +319,8 @@ private:
         if (kind == record_kind::event && names_.count() == 0)
             result = supply_any_names();
         if (result < 0) return result;
-        const vela::stored_bytes &bytes = record.bytes();
-        writer_write_bytes(out_.records(), bytes.begin(),
-                           static_cast<uint32_t>(bytes.size()));
+        writer_write_bytes(out_.records(), scan_.bytes().begin(),
+                           static_cast<uint32_t>(scan_.bytes().size()));
         return kind == record_kind::names ? KOR_OK : out_.flush();
     }
 

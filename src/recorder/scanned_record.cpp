@@ -202,8 +202,9 @@ uint32_t vela::scanned_record::count() const noexcept
 
 int vela::record_parser::take(void *self, void *to, uint32_t size) noexcept
 {
-    const auto &parser = *static_cast<const record_parser *>(self);
+    auto &parser = *static_cast<record_parser *>(self);
     const uint32_t nread = parser.in_.read(to, size);
+    parser.has_begun_ = parser.has_begun_ || nread > 0;
     if (parser.kept_ != nullptr &&
         !parser.kept_->append(static_cast<unsigned char *>(to), nread))
         return KOR_ERR_NO_MEMORY;
@@ -219,13 +220,14 @@ vela::parsed vela::record_parser::result_of(int nread) noexcept
 }
 
 vela::parsed vela::record_parser::record(uint32_t buffer_kind,
-                                         scanned_record *record) noexcept
+                                         scanned_record *record,
+                                         stored_bytes *kept) noexcept
 {
-    kept_ = &record->bytes();
-    kept_->clear();
+    kept_ = kept;
+    if (kept_ != nullptr) kept_->clear();
+    has_begun_ = false;
     const int nread = record->read(buffer_kind, reader_.get());
-    const bool is_at_end = nread == KOR_ERR_TRUNCATED && kept_->empty() &&
-                           in_.state() == stream_state::complete;
+    const bool is_at_end = !has_begun_ && in_.state() == stream_state::complete;
     return is_at_end ? parsed::end : result_of(nread);
 }
 
@@ -236,13 +238,14 @@ vela::parsed vela::record_parser::header(struct buffer_header *header) noexcept
     kept_ = nullptr;
     decoder tag(reader_.get());
     tag.u32(header->kind);
-    tag.check(header->kind == KOR_BUFFER_TYPE_CURRENT ||
-                  header->kind == KOR_BUFFER_TYPE_HIST,
-              KOR_ERR_UNKNOWN_KIND);
     if (!tag.ok()) return result_of(tag.result());
     const int nread =
         read_buffer_header(header_version, header->capacity, reader_.get());
-    return result_of(nread == KOR_ERR_INVALID_DATA ? KOR_OK : nread);
+    if (nread < 0 && nread != KOR_ERR_INVALID_DATA) return result_of(nread);
+    // Asked last: a stream that is cut in its header is the start of one.
+    const bool is_known = header->kind == KOR_BUFFER_TYPE_CURRENT ||
+                          header->kind == KOR_BUFFER_TYPE_HIST;
+    return is_known ? parsed::record : parsed::broken;
 }
 
 // --- composing ---

@@ -71,10 +71,6 @@ public:
     // count or a negative code.
     int read(uint32_t buffer_kind, struct reader *in) noexcept;
 
-    // As stored.
-    stored_bytes &bytes() noexcept { return bytes_; }
-    const stored_bytes &bytes() const noexcept { return bytes_; }
-
     record_kind kind() const noexcept { return kind_; }
     bool is_interval() const noexcept
     {
@@ -101,7 +97,6 @@ public:
 private:
     int read_names(struct reader *in) noexcept;
 
-    stored_bytes bytes_;
     record_kind kind_ = record_kind::none;
     bool is_history_ = false;
     // One of these is the record, the others are there for those to come.
@@ -130,7 +125,9 @@ public:
     explicit record_parser(stream_source &in) noexcept : in_(in) {}
 
     parsed header(struct buffer_header *header) noexcept;
-    parsed record(uint32_t buffer_kind, scanned_record *record) noexcept;
+    // `kept`, unless null, becomes what is stored of the record.
+    parsed record(uint32_t buffer_kind, scanned_record *record,
+                  stored_bytes *kept) noexcept;
     int error() const noexcept { return error_; }
 
 private:
@@ -139,7 +136,8 @@ private:
 
     stream_source &in_;
     whole_reader reader_{take, this};
-    stored_bytes *kept_ = nullptr;  // gets what is read, unless null
+    stored_bytes *kept_ = nullptr;
+    bool has_begun_ = false;  // bytes of the record were read
     int error_ = 0;
 };
 

@@ -224,6 +224,10 @@ TEST_F(BufferScan, TellsATornTailFromAnUnreadableOne)
     }
     EXPECT_TRUE(is_unreadable(summary_of("nothing that is a stream")));
     EXPECT_FALSE(is_unreadable(summary_of("")));
+    // A header that is cut may be of any kind.
+    const std::string cut_header =
+        bytes("78 9c 63 68 60 64 60 64 60 60");  // ends in the capacity
+    EXPECT_TRUE(summary_of(cut_header).is_tail_cut);
 }
 
 TEST_F(BufferScan, KnowsTheKindWithoutAHeader)
