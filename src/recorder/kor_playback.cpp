@@ -56,6 +56,12 @@ public:
     {
         return static_cast<uint32_t>(files_.size());
     }
+    bool holds(const vela::buffer_id &id) const noexcept
+    {
+        for (const played_file *file : files_)
+            if (file->id == id) return true;
+        return false;
+    }
     played_file &operator[](uint32_t i) noexcept { return *files_[i]; }
     const played_file &operator[](uint32_t i) const noexcept
     {
@@ -270,12 +276,14 @@ int add_all_files(kor_playback &p, const vela::folder_listing &listing) noexcept
     });
 }
 
-// Parameters that the files do not tell do not matter for playing them.
+// Parameters that the files do not tell do not matter for playing them: no
+// file may hold more than they allow.
 void settle_parameters(vela::recorder_findings *findings) noexcept
 {
     if (findings->num_cb_samples == 0)
         findings->num_cb_samples = vela::max_file_number - 1;
-    if (findings->num_hb_intervals == 0) findings->num_hb_intervals = 1;
+    if (findings->num_hb_intervals == 0)
+        findings->num_hb_intervals = findings->num_cb_samples;
 }
 
 // What the state file names is removed only after the state has moved on: a
@@ -525,6 +533,8 @@ int follow(kor_playback &p) noexcept
         const bool is_history = s.files[i].kind == KOR_BUFFER_TYPE_HIST;
         const bool is_newer = s.files[i].number > last.number;
         if (is_history ? !has_fallen_behind : !is_newer) continue;
+        // One that is missing has been told already.
+        if (p.files.holds(s.files[i])) continue;
         result = add_buffer(p, s.files[i]);
         if (result < 0) return result;
         p.files[p.files.size() - 1].skips_played = is_history;

@@ -44,6 +44,8 @@ int order_as_history(vela::column_names *names) noexcept
     struct sensor_array *ordered = hist_value_list_get_sensor_copies(&list);
     if (ordered == nullptr) return KOR_ERR_NO_MEMORY;
     const vela::owned<sensor_array_destroy> result(ordered);
+    // Sensors of one name have become one.
+    if (ordered->nsensors != names->count()) return 0;
     return names->assign(*ordered) ? 1 : KOR_ERR_NO_MEMORY;
 }
 
