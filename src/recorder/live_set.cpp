@@ -341,11 +341,11 @@ uint32_t lowest_free_number(const recorder_findings &f) noexcept
 }
 
 // The buffer behind a history: with records, or the empty one that was made
-// for them, or a new one.
+// for them, or a new one.  One of the history's own number is not behind it.
 buffer_id open_file_above(const recorder_findings &f, const candidates &c,
                           uint32_t number) noexcept
 {
-    const recorder_file *const used = lowest_above(c.cbufs, number - 1);
+    const recorder_file *const used = lowest_above(c.cbufs, number);
     if (used != nullptr) return used->id;
     for (const recorder_file &file : f.listing.files)
         if (is_cbuf(file) && file.id.number > number && fits(f, file))

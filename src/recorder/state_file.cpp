@@ -39,20 +39,15 @@ int take(void *bytes, void *to, uint32_t size)
 
 // Numbers rise in the order in which files are created: sources first, then
 // the history made of them, then the open buffer.  The closed buffer beside a
-// history is older than the history.  A history whose number another was given
-// may bear that of the open buffer.
+// history is older than the history.
 bool are_in_order(const vela::stored_state &s) noexcept
 {
     uint32_t order[vela::max_live_files] = {};
     const uint32_t n = s.nfiles();
     for (uint32_t i = 0; i < n; ++i) order[i] = s.files[i].number;
-    const bool has_history = s.state == KOR_ZCF_STATE_HCC;
-    if (has_history) std::swap(order[0], order[1]);
-    for (uint32_t i = 1; i < n; ++i) {
-        const bool may_equal = has_history && i + 1 == n;
-        if (order[i - 1] > order[i]) return false;
-        if (order[i - 1] == order[i] && !may_equal) return false;
-    }
+    if (s.state == KOR_ZCF_STATE_HCC) std::swap(order[0], order[1]);
+    for (uint32_t i = 1; i < n; ++i)
+        if (order[i - 1] >= order[i]) return false;
     return order[n - 1] < s.next_file_number;
 }
 

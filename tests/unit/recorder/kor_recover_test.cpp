@@ -472,6 +472,8 @@ TEST_F(KorRecover, WritesAStateThatItReads)
     report_holder report;
     EXPECT_EQ(recover_and_report(&report), KOR_RECOVER_UNCHANGED);
     EXPECT_EQ(report->state_file_rebuilt, 0u);
+    // No recorder gives a buffer the number of the history before it.
+    EXPECT_EQ(read_file("rec.5.cbuf.z.orphan"), files.at("rec.5.cbuf.z"));
 }
 
 TEST_F(KorRecover, ALongSpellingInTheStateFileIsNotKept)
