@@ -22,6 +22,7 @@
 #include "recorder/durable_files.hpp"
 #include "recorder/guards.hpp"
 #include "recorder/names_handover.hpp"
+#include "recorder/state_form.hpp"
 #include "recorder/trace.hpp"
 #include "recorder/zcf_state.hpp"
 
@@ -670,48 +671,26 @@ int binary_serializer_write_kor(const struct kor *kor, struct writer *writer)
     KOR_ASSERT(kor->version == KOR_VERSION);
     KOR_ASSERT(writer != NULL);
     vela::encoder archive(writer);
-    // Part of the interface: the version is written as long as its own value.
-    archive.bytes(&kor->version, kor->version);
-    archive.string(kor->filename);
-    archive.string(kor->state_filename);
-    archive.u32(state_in_force(kor));
-    archive.u32(kor->num_cb_samples);
-    archive.u32(kor->num_hb_intervals);
-    archive.u32(kor->num_samples_per_interval);
-    archive.u32(kor->next_file_number);
+    const uint32_t state = state_in_force(kor);
+    vela::state_head_form(archive, *kor, state, [](bool) {});
     if (!archive.ok()) return archive.result();
     // Part of the interface: the 0 of a state that could not write a name
     // counts as success.
-    const int nwritten = with_state(kor, [writer](auto *state) {
-        using functions = functions_of<std::remove_pointer_t<decltype(state)>>;
-        return functions::write(state, writer);
+    const int nwritten = with_state(kor, [writer](auto *object) {
+        using functions = functions_of<std::remove_pointer_t<decltype(object)>>;
+        return functions::write(object, writer);
     });
     return nwritten < 0 ? nwritten : archive.result() + nwritten;
 }
 
-// Everything before the state object.  Whether num_hb_intervals is even is not
-// checked, unlike in kor_create; that is part of the interface.
+// Everything before the state object.
 static int _kor_read_head(struct kor *kor, uint32_t *state,
                           struct reader *reader)
 {
     vela::decoder archive(reader);
-    archive.version(kor->version, KOR_VERSION);
-    archive.string(kor->filename);
-    archive.string(kor->state_filename);
-    archive.u32(*state);
-    archive.u32(kor->num_cb_samples);
-    archive.check(kor->num_cb_samples != 0 && kor->num_cb_samples % 2 == 0,
-                  KOR_ERR_INVALID_DATA);
-    archive.u32(kor->num_hb_intervals);
-    archive.check(kor->num_hb_intervals != 0, KOR_ERR_INVALID_DATA);
-    if (!archive.ok()) return archive.result();
-    archive.check(kor->num_cb_samples % kor->num_hb_intervals == 0,
-                  KOR_ERR_INVALID_DATA);
-    archive.u32(kor->num_samples_per_interval);
-    archive.check(kor->num_samples_per_interval ==
-                      kor->num_cb_samples / kor->num_hb_intervals,
-                  KOR_ERR_INVALID_DATA);
-    archive.u32(kor->next_file_number);
+    vela::state_head_form(archive, *kor, *state, [&archive](bool holds) {
+        archive.check(holds, KOR_ERR_INVALID_DATA);
+    });
     archive.check(is_storage_state(*state), KOR_ERR_INVALID_DATA);
     return archive.result();
 }
