@@ -17,6 +17,10 @@ import readers
 TOOL_TESTS = pathlib.Path(__file__).parents[1] / "tool"
 DURABILITY = (("kills", "0", "2"), ("failed-calls", "0"),
               ("power-cuts", "0", "3"), ("damages", "0"))
+# Tests that die leave nothing.  In the other's folders sources of a history may
+# be there and damaged: kor folds them again to see whether the history is
+# theirs, which the reader does not.
+LEFT_OUT = "*DeathTest.*:*.*WhateverTheDiskHolds"
 PROGRAMS = []
 MEMORY = "/dev/shm"
 FEWEST_FILES, FEWEST_RECORDERS = 1000, 1000
@@ -28,7 +32,7 @@ def commands():
         if pathlib.Path(program).name.startswith("durability"):
             yield from ((program, *seed) for seed in DURABILITY)
         else:
-            yield (program, "--gtest_brief=1", "--gtest_filter=-*DeathTest.*")
+            yield (program, "--gtest_brief=1", f"--gtest_filter=-{LEFT_OUT}")
     for script in sorted(TOOL_TESTS.glob("*_test.py")):
         yield sys.executable, "-B", str(script), *readers.KOR
 
