@@ -17,9 +17,6 @@ static void go_on(fuzz::input in)
 }
 
 // Recovery keeps every record.  Events of other types than 1 to 5 and samples
-// at the null time, which are the caller's to avoid, then meet a fold; and so
-// does a history that no recorder writes: with a name twice among its names, or
-// with two changes of names inside a pair.
+// at the null time, which are the caller's to avoid, then meet a fold.
 FUZZ_TARGET(go_on, "counter != NULL", "!timestamp_is_null(&state->start)",
-            "!timestamp_is_null(&state->end)", "hvalue->count == 0",
-            "*names1 == state->hbuf_in->hb_rec_sensors_last")
+            "!timestamp_is_null(&state->end)")

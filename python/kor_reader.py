@@ -392,7 +392,8 @@ class NamesInForce:
 
     def candidates(self, kind):
         yield self.now
-        yield from (names for k, names in self.first if k == kind)
+        yield from (names for k, names in self.first if k == kind
+                    and (kind != HISTORY or len(set(names)) == len(names)))
         if kind == HISTORY:
             yield from (in_history_order(names)
                         for k, names in self.first if k != kind)

@@ -12,6 +12,11 @@ namespace {
 // How every stream of the library begins: 32 KiB window, default level.
 constexpr unsigned char stream_mark[] = {0x78, 0x9c};
 
+// What the search behind damage may inflate.  What looks like a stream by
+// chance fails after some bytes; only a file made for it asks for more.
+constexpr uint64_t min_search_limit = uint64_t{64} << 20;
+constexpr uint64_t search_limit_per_byte = 64;
+
 constexpr char cbuf_suffix[] = ".cbuf.z";
 constexpr char hbuf_suffix[] = ".hbuf.z";
 
@@ -137,7 +142,13 @@ vela::parsed vela::buffer_scan::find_next(uint64_t from,
     for (uint64_t at = from;; ++at) {
         const parsed candidate = find_candidate(&at);
         if (candidate != parsed::record) return candidate;
+        const uint64_t before = source_.work();
         const verdict stream = check(at);
+        search_work_ += source_.work() - before;
+        if (search_work_ > min_search_limit + search_limit_per_byte * size_) {
+            error_ = KOR_ERR_INVALID_DATA;
+            return parsed::failed;
+        }
         if (stream.result == parsed::broken) continue;
         *found = at;
         if (stream.result == parsed::failed) error_ = parser_.error();
@@ -276,29 +287,49 @@ void count_values(const vela::buffer_scan &scan, vela::scan_summary *summary)
     const vela::scanned_record &record = scan.record();
     summary->last_time = record.end();
     ++(record.is_interval() ? summary->intervals : summary->samples);
-    if (record.count() != scan.names().count()) summary->widths_fit = false;
+    if (record.count() != scan.names().count()) summary->names_fit = false;
 }
 
-void count_record(const vela::buffer_scan &scan, vela::scan_summary *summary)
-{
-    const record_kind kind = scan.record().kind();
-    if (summary->first_record == 0) {
-        summary->first_record = static_cast<uint32_t>(kind);
-        summary->first_time = scan.record().start();
-    }
-    if (kind == record_kind::values) count_values(scan, summary);
-    if (kind == record_kind::event) ++summary->events;
-    if (kind == record_kind::names) ++summary->names_records;
-}
-
-void count_item(const vela::buffer_scan &scan, scanned item,
+// The merge of a history takes each name once, and names only with an interval
+// behind them.
+int count_names(const vela::buffer_scan &scan, bool follow_names,
                 vela::scan_summary *summary)
 {
-    if (item == scanned::record) count_record(scan, summary);
+    ++summary->names_records;
+    if (!scan.record().is_of_history()) return KOR_OK;
+    const int repeated = scan.names().has_repetition();
+    if (follow_names || repeated == 1) summary->names_fit = false;
+    return repeated < 0 ? repeated : KOR_OK;
+}
+
+int count_record(const vela::buffer_scan &scan, vela::scan_summary *summary)
+{
+    const record_kind kind = scan.record().kind();
+    const auto stored_kind = static_cast<uint32_t>(kind);
+    if (summary->first_record == 0) {
+        summary->first_record = stored_kind;
+        summary->first_time = scan.record().start();
+    }
+    const bool follows_its_kind = summary->last_record == stored_kind;
+    summary->last_record = stored_kind;
+    if (kind == record_kind::values) count_values(scan, summary);
+    if (kind == record_kind::event) ++summary->events;
+    return kind == record_kind::names
+               ? count_names(scan, follows_its_kind, summary)
+               : KOR_OK;
+}
+
+// Returns 0 or a negative code.
+int count_item(const vela::buffer_scan &scan, scanned item,
+               vela::scan_summary *summary)
+{
+    if (item == scanned::failed) return scan.error();
+    if (item == scanned::record) return count_record(scan, summary);
     if (item == scanned::tail) summary->bytes_torn = scan.length();
-    if (item != scanned::gap) return;
+    if (item != scanned::gap) return KOR_OK;
     ++summary->gaps;
     summary->bytes_damaged += scan.length();
+    return KOR_OK;
 }
 
 }  // namespace
@@ -306,7 +337,7 @@ void count_item(const vela::buffer_scan &scan, scanned item,
 int vela::summarize(const char *path, struct scan_summary *summary) noexcept
 {
     *summary = {};
-    summary->widths_fit = true;
+    summary->names_fit = true;
     const heap_object<buffer_scan> scan = make_heap_object<buffer_scan>();
     if (!scan) return KOR_ERR_NO_MEMORY;
     const int opened = scan->open(path, kind_of_name(path));
@@ -315,8 +346,8 @@ int vela::summarize(const char *path, struct scan_summary *summary) noexcept
     if (opened < 0) return opened;
     for (scanned item = scan->next(); item != scanned::end;
          item = scan->next()) {
-        if (item == scanned::failed) return scan->error();
-        count_item(*scan, item, summary);
+        const int counted = count_item(*scan, item, summary);
+        if (counted < 0) return counted;
     }
     summary->is_tail_cut = scan->is_tail_cut();
     summary->header = scan->header();

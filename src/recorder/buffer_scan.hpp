@@ -5,7 +5,8 @@
 // whole records; every stream is therefore inflated twice, to be checked and
 // then to be read, which keeps memory constant.  Behind damage the scan goes
 // on at the next such stream.  Bytes before it are a gap; bytes after the last
-// one are the tail.
+// one are the tail.  A file in which the search would not end in reasonable
+// time fails with KOR_ERR_INVALID_DATA.
 #ifndef KOR_RECORDER_BUFFER_SCAN_HPP
 #define KOR_RECORDER_BUFFER_SCAN_HPP
 
@@ -96,6 +97,7 @@ private:
     uint64_t offset_ = 0;
     uint64_t length_ = 0;
     uint64_t stream_end_ = 0;
+    uint64_t search_work_ = 0;
     uint64_t tail_size_ = 0;  // of the file when its tail was given; 0: not
     bool in_stream_ = false;
     bool is_tail_cut_ = false;
@@ -114,7 +116,7 @@ int find_first_names(const char *path, column_names *names) noexcept;
 struct scan_summary {
     bool missing;
     bool is_tail_cut;  // the tail is the beginning of a stream
-    bool widths_fit;   // values have as many columns as their names
+    bool names_fit;    // names are as many as columns, and fit for a merge
     struct buffer_header header;
     uint32_t kind;
     uint32_t samples;    // of a current buffer
@@ -123,6 +125,7 @@ struct scan_summary {
     uint32_t names_records;
     uint32_t gaps;
     uint32_t first_record;   // a record_kind
+    uint32_t last_record;    // the same
     uint64_t bytes_damaged;  // in gaps
     uint64_t bytes_torn;     // in the tail
     uint64_t good_end;

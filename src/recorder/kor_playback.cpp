@@ -328,8 +328,10 @@ int add_recoverable_files(kor_playback &p) noexcept
     settle_parameters(findings.get());
     vela::live_set live;
     result = choose_live_set(*findings, &live);
-    if (result == KOR_ERR_INVALID_DATA || result == KOR_ERR_END_OF_STREAM)
-        return add_all_files(p, findings->listing);
+    if (result == KOR_ERR_INVALID_DATA || result == KOR_ERR_END_OF_STREAM) {
+        result = add_lost_files(p, findings->listing, {});
+        return result < 0 ? result : add_all_files(p, findings->listing);
+    }
     if (result < 0) return result;
     p.info.state = live.state;
     result = add_lost_files(p, findings->listing, live);

@@ -59,6 +59,13 @@ int first_names(const vela::names_source &source, uint32_t count,
     return result >= 0 && names->count() == count;
 }
 
+// Returns 1, 0 or a negative code.
+int are_different(const vela::column_names &names) noexcept
+{
+    const int repeated = names.has_repetition();
+    return repeated < 0 ? repeated : !repeated;
+}
+
 }  // namespace
 
 int vela::find_lost_names(const names_source *sources, uint32_t nsources,
@@ -67,7 +74,9 @@ int vela::find_lost_names(const names_source *sources, uint32_t nsources,
 {
     for (uint32_t i = 0; i < nsources; ++i) {
         if (sources[i].kind != kind) continue;
-        const int found = first_names(sources[i], count, names);
+        int found = first_names(sources[i], count, names);
+        if (found == 1 && kind == KOR_BUFFER_TYPE_HIST)
+            found = are_different(*names);
         if (found != 0) return found < 0 ? found : KOR_OK;
     }
     for (uint32_t i = 0; i < nsources; ++i) {

@@ -15,9 +15,9 @@ struct names_source {
 };
 
 // The first names in a file of the same kind whose number is `count`, in the
-// order of the sources; for a history, else those of a current buffer in the
-// order in which a history lists them, where that is certain; else
-// placeholders.  Returns 0 or a negative code.
+// order of the sources; for a history, all different, or else those of a
+// current buffer in the order in which a history lists them, where that is
+// certain; else placeholders.  Returns 0 or a negative code.
 int find_lost_names(const names_source *sources, uint32_t nsources,
                     uint32_t kind, uint32_t count,
                     column_names *names) noexcept;

@@ -281,7 +281,8 @@ int create_file(const recorder_findings &f, const live_set &live, uint32_t i,
 // --- rewriting ---
 
 // Copies the records of a damaged file, one stream for each sample, interval
-// or event, with names in front of whatever lacks them.
+// or event, with names in front of whatever lacks them.  Names wait for what
+// they name: of two in a row only the last counts.
 class rewriter {
 public:
     rewriter(const recorder_findings &f, const live_set &live, uint32_t i,
@@ -311,17 +312,39 @@ private:
     {
         const vela::scanned_record &record = scan_.record();
         const record_kind kind = record.kind();
+        if (kind == record_kind::names) return keep_names();
         int result = KOR_OK;
-        if (kind == record_kind::names && !names_.assign(scan_.names()))
-            return KOR_ERR_NO_MEMORY;
         if (kind == record_kind::values && record.count() != names_.count())
             result = supply_names(record.count());
-        if (kind == record_kind::event && names_.count() == 0)
+        else if (kind == record_kind::event && names_.count() == 0)
             result = supply_any_names();
+        else
+            copy(waiting_names_);
         if (result < 0) return result;
-        writer_write_bytes(out_.records(), scan_.bytes().begin(),
-                           static_cast<uint32_t>(scan_.bytes().size()));
-        return kind == record_kind::names ? KOR_OK : out_.flush();
+        waiting_names_.clear();
+        copy(scan_.bytes());
+        return out_.flush();
+    }
+
+    void copy(const vela::stored_bytes &bytes) noexcept
+    {
+        if (bytes.empty()) return;
+        writer_write_bytes(out_.records(), bytes.begin(),
+                           static_cast<uint32_t>(bytes.size()));
+    }
+
+    // Those that a history cannot have are left out.
+    int keep_names() noexcept
+    {
+        waiting_names_.clear();
+        names_.clear();
+        const bool is_history = header_.kind == KOR_BUFFER_TYPE_HIST;
+        const int unfit = is_history ? scan_.names().has_repetition() : 0;
+        if (unfit != 0) return unfit < 0 ? unfit : KOR_OK;
+        const bool kept =
+            names_.assign(scan_.names()) &&
+            waiting_names_.append(scan_.bytes().begin(), scan_.bytes().size());
+        return kept ? KOR_OK : KOR_ERR_NO_MEMORY;
     }
 
     int supply_names(uint32_t count) noexcept
@@ -353,6 +376,7 @@ private:
     vela::stream_writer out_;
     vela::buffer_scan scan_;
     column_names names_;
+    vela::stored_bytes waiting_names_;
 };
 
 int rewrite_file(const recorder_findings &f, const live_set &live, uint32_t i,
@@ -368,7 +392,7 @@ int rewrite_file(const recorder_findings &f, const live_set &live, uint32_t i,
 
 bool is_damaged(const vela::scan_summary &s) noexcept
 {
-    return s.gaps > 0 || !s.widths_fit || s.header.kind == 0 ||
+    return s.gaps > 0 || !s.names_fit || s.header.kind == 0 ||
            (holds_records(s) &&
             s.first_record != static_cast<uint32_t>(record_kind::names));
 }

@@ -137,6 +137,19 @@ bool vela::column_names::equals(const column_names &other) const noexcept
            std::equal(text_.begin(), text_.end(), other.text_.begin());
 }
 
+int vela::column_names::has_repetition() const noexcept
+{
+    growable<const char *> sorted;
+    if (!sorted.append(names_.begin(), names_.size())) return KOR_ERR_NO_MEMORY;
+    std::sort(sorted.begin(), sorted.end(), [](const char *a, const char *b) {
+        return std::strcmp(a, b) < 0;
+    });
+    return std::adjacent_find(sorted.begin(), sorted.end(),
+                              [](const char *a, const char *b) {
+                                  return std::strcmp(a, b) == 0;
+                              }) != sorted.end();
+}
+
 // --- a record ---
 
 vela::scanned_record::scanned_record() noexcept

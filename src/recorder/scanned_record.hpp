@@ -49,6 +49,8 @@ public:
     }
     const char *const *names() const noexcept { return names_.begin(); }
     bool equals(const column_names &other) const noexcept;
+    // Whether two names are the same.  Returns 1, 0 or KOR_ERR_NO_MEMORY.
+    int has_repetition() const noexcept;
 
 private:
     bool add(const char *name) noexcept;
@@ -72,6 +74,8 @@ public:
     int read(uint32_t buffer_kind, struct reader *in) noexcept;
 
     record_kind kind() const noexcept { return kind_; }
+    // Whether it comes from a history buffer.
+    bool is_of_history() const noexcept { return is_history_; }
     bool is_interval() const noexcept
     {
         return kind_ == record_kind::values && is_history_;

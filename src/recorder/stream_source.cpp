@@ -99,9 +99,11 @@ void vela::stream_source::inflate_some() noexcept
     const uInt given = inflate_.avail_in;
     const unsigned char *const from = inflate_.next_out;
     const int code = inflate(&inflate_, Z_NO_FLUSH);
-    position_ += given - inflate_.avail_in;
-    checksum_ =
-        adler32(checksum_, from, static_cast<uInt>(inflate_.next_out - from));
+    const uInt taken = given - inflate_.avail_in;
+    const auto inflated = static_cast<uInt>(inflate_.next_out - from);
+    position_ += taken;
+    work_ += taken + inflated;
+    checksum_ = adler32(checksum_, from, inflated);
     if (code == Z_STREAM_END)
         check_trailer();
     else if (code == Z_MEM_ERROR)

@@ -63,6 +63,8 @@ public:
     // Behind the last byte of a complete stream.
     uint64_t end() const noexcept { return position_; }
     int error() const noexcept { return error_; }
+    // The bytes taken and given so far, by all streams.
+    uint64_t work() const noexcept { return work_; }
 
 private:
     void fail(int code) noexcept;
@@ -75,6 +77,7 @@ private:
     z_stream inflate_ = {};
     bool initialised_ = false;
     uint64_t position_ = 0;  // of the next compressed byte
+    uint64_t work_ = 0;
     uLong checksum_ = 0;
     stream_state state_ = stream_state::broken;
     int error_ = 0;

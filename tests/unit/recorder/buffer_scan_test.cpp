@@ -73,7 +73,7 @@ TEST_F(BufferScan, GivesEveryRecordOfAWholeFile)
     EXPECT_EQ(s.gaps, 0u);
     EXPECT_EQ(s.bytes_torn, 0u);
     EXPECT_EQ(s.good_end, content.size());
-    EXPECT_TRUE(s.widths_fit);
+    EXPECT_TRUE(s.names_fit);
     EXPECT_EQ(s.first_time.tv.tv_sec, at(0).tv.tv_sec);
     EXPECT_EQ(s.last_time.tv.tv_sec, at(1).tv.tv_sec);
 }
@@ -253,11 +253,29 @@ TEST_F(BufferScan, KnowsTheKindWithoutAHeader)
 TEST_F(BufferScan, SeesValuesThatDoNotFitTheirNames)
 {
     EXPECT_FALSE(summary_of(deflate_stream(current_header(4)) + second_stream)
-                     .widths_fit);
+                     .names_fit);
     const std::string one_reading =
         with(stored_sample_0.substr(0, 22), 14, stored_count(1));
     EXPECT_FALSE(
-        summary_of(first_stream + deflate_stream(one_reading)).widths_fit);
+        summary_of(first_stream + deflate_stream(one_reading)).names_fit);
+}
+
+TEST_F(BufferScan, SeesNamesThatNoMergeTakes)
+{
+    const auto names_fit = [](const std::string &names) {
+        const std::string content = hist_header(4) + names + interval;
+        return summary_of(deflate_stream(content), "a.hbuf.z").names_fit;
+    };
+    std::string twice = stored_names;
+    const std::string second = stored_count(10) + "DISK0 READ";
+    const size_t at = twice.find(stored_count(9) + "CPU0 Temp");
+    twice.replace(at, 13, second);
+    EXPECT_FALSE(names_fit(twice));
+    EXPECT_FALSE(names_fit(stored_names + stored_names));
+    // Samples may have both.
+    EXPECT_TRUE(summary_of(deflate_stream(current_header(4) + stored_names +
+                                          twice + stored_sample_0))
+                    .names_fit);
 }
 
 TEST_F(BufferScan, ReadsRecordsOfEverySizeAndWindow)
@@ -299,6 +317,21 @@ TEST_F(BufferScan, StaysLinearInAFileOfFalseStarts)
     for (int i = 0; i < 400000; ++i) content += "\x78\x9c";
     EXPECT_EQ(scan(content + event_stream),
               (strings{"gap 0+800000", "record 3"}));
+}
+
+// Each false start goes through all that follows it, which passes for records.
+TEST_F(BufferScan, GivesUpAFileMadeToBeSearchedForEver)
+{
+    const std::string content =
+        bytes("00 00 00 02 01 01 45 98 4f 01 00 00 00 00") + stored_count(15) +
+        bytes("00 00 00 00 00 00 78 9c");
+    const std::string block = bytes("00 1a 00 e5 ff") + content;
+    ASSERT_EQ(content.size(), 26u);
+    std::string file = "\x78\x9c";
+    for (int i = 0; i < 50000; ++i) file += block;
+    write_file("a.cbuf.z", file);
+    vela::scan_summary s;
+    EXPECT_EQ(vela::summarize("a.cbuf.z", &s), KOR_ERR_INVALID_DATA);
 }
 
 }  // namespace

@@ -189,7 +189,7 @@ TEST_F(KorPlayback, ReportsATornTailOnceAndReadsItWhenItIsComplete)
     const std::string whole = read_file("rec.1.cbuf.z");
     const std::vector<played> all = records_of(play());
     const uint64_t last = all.back().offset;
-    write_file("rec.1.cbuf.z", whole.substr(0, last + 5));
+    write_file("rec.1.cbuf.z", whole.substr(0, static_cast<size_t>(last) + 5));
     const playback_holder playback(kor_playback_open("rec"));
     std::vector<played> items = rest_of(playback.get());
     ASSERT_EQ(items.back().kind, KOR_PLAYBACK_DAMAGE);

@@ -489,6 +489,27 @@ TEST_F(KorRecover, ALongSpellingInTheStateFileIsNotKept)
     EXPECT_EQ(read_folder(), recorder_folder(3));
 }
 
+// No recorder writes such names; a merge would abort on them.
+TEST_F(KorRecover, LeavesNoNamesThatNoMergeTakes)
+{
+    const std::string first = stored_count(9) + "CPU0 Temp";
+    const folder files = recorder_folder(15);
+    restore(files);
+    const std::vector<std::string> streams = inflate_streams("rec.4.hbuf.z");
+    std::vector<std::string> twice = streams;
+    twice[0].replace(twice[0].find(first), first.size(),
+                     stored_count(10) + "DISK0 READ");
+    std::vector<std::string> in_a_row = streams;
+    in_a_row[1] = streams[0].substr(9, 48) + streams[1];
+    for (const auto &history : {twice, in_a_row}) {
+        restore(files);
+        write_streams("rec.4.hbuf.z", history);
+        const kor_holder kor(kor_resume("rec", 4, 2));
+        ASSERT_NE(kor, nullptr);
+        record(kor.get(), 15, 40);
+    }
+}
+
 TEST_F(KorRecover, GivesWhatItWritesToTheOwnerOfTheRecorder)
 {
     if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
