@@ -2,7 +2,9 @@
 
 Runs test programs, and the tests of kor, with KOR_KEEP_FILES set.  Of every
 buffer file and every recorder that they leave there, kor and kor_reader must
-show the same and complain of the same.
+show the same and complain of the same.  They may differ where neither the state
+file nor the numbers tell whether a history is in use: kor folds its sources
+again and compares, which the reader does not.
 """
 import os
 import pathlib
@@ -17,9 +19,8 @@ import readers
 TOOL_TESTS = pathlib.Path(__file__).parents[1] / "tool"
 DURABILITY = (("kills", "0", "2"), ("failed-calls", "0"),
               ("power-cuts", "0", "3"), ("damages", "0"))
-# Tests that die leave nothing.  In the other's folders sources of a history may
-# be there and damaged: kor folds them again to see whether the history is
-# theirs, which the reader does not.
+# Tests that die leave nothing; the other swaps files at random, so that names
+# belie what is inside, of which the page tells nothing.
 LEFT_OUT = "*DeathTest.*:*.*WhateverTheDiskHolds"
 PROGRAMS = []
 MEMORY = "/dev/shm"
@@ -79,6 +80,18 @@ def recorders_in(folder):
             seen.add(key)
 
 
+def is_proof_needed(name):
+    """Whether a history may be in use although all its sources are there."""
+    recorder = readers.kor_reader.Recorder(name)
+    taken = list(filter(recorder.takes_part, recorder.all))
+    histories = [f for f in taken if f[1] == readers.kor_reader.HISTORY]
+    buffers = [f for f in taken if f not in histories]
+    if recorder.state and recorder.is_state_usable():
+        return False
+    return not all(recorder.is_in_use(h, buffers, histories)
+                   for h in histories)
+
+
 class AllFiles(unittest.TestCase):
     maxDiff = None
 
@@ -89,6 +102,7 @@ class AllFiles(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.addCleanup(os.chdir, os.getcwd())
         self.folder = pathlib.Path(folder.name) / "kept"
+        self.undecided = 0
         make_files(folder.name)
 
     def compare(self, paths):
@@ -96,6 +110,10 @@ class AllFiles(unittest.TestCase):
         for number, path in enumerate(paths, 1):
             kor = readers.by_kor(path.name, path.parent)
             reader = readers.by_module(path.name, path.parent)
+            if kor.everything() != reader.everything() and \
+                    is_proof_needed(path.name):
+                self.undecided += 1
+                continue
             with self.subTest(path.relative_to(self.folder)):
                 self.assertEqual(kor.status, reader.status)
                 self.assertEqual(kor.lost, reader.lost)
@@ -106,7 +124,9 @@ class AllFiles(unittest.TestCase):
     def test_readers_agree(self):
         files = self.compare(files_in(self.folder))
         recorders = self.compare(recorders_in(self.folder))
-        print(f"{files} files and {recorders} recorders compared")
+        print(f"{files} files and {recorders} recorders compared,"
+              f" {self.undecided} of them left to kor's proof")
+        self.assertLess(self.undecided, recorders / 100)
         self.assertGreater(files, FEWEST_FILES)
         self.assertGreater(recorders, FEWEST_RECORDERS)
 
