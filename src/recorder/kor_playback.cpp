@@ -384,9 +384,16 @@ int open_recorder(kor_playback &p) noexcept
     int result = p.base.set(p.filename.get());
     if (result < 0) return result;
     p.info.is_recorder = 1;
+    uint32_t next_number = 0;
     for (int attempt = 0; attempt < max_attempts; ++attempt) {
         result = try_to_open_files(p);
         if (result < 0 || !has_missing_closed_file(p)) return result;
+        // A recorder that is running removes files only after it has saved
+        // other numbers: where they stay, the file is lost.
+        const bool is_idle =
+            attempt > 0 && p.stored.state.next_file_number == next_number;
+        if (is_idle) return result;
+        next_number = p.stored.state.next_file_number;
     }
     return result;
 }
