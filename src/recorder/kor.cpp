@@ -684,14 +684,14 @@ int binary_serializer_write_kor(const struct kor *kor, struct writer *writer)
 }
 
 // Everything before the state object.
-static int _kor_read_head(struct kor *kor, uint32_t *state,
+static int _kor_read_head(struct kor *kor, uint32_t &state,
                           struct reader *reader)
 {
     vela::decoder archive(reader);
-    vela::state_head_form(archive, *kor, *state, [&archive](bool holds) {
+    vela::state_head_form(archive, *kor, state, [&archive](bool holds) {
         archive.check(holds, KOR_ERR_INVALID_DATA);
     });
-    archive.check(is_storage_state(*state), KOR_ERR_INVALID_DATA);
+    archive.check(is_storage_state(state), KOR_ERR_INVALID_DATA);
     return archive.result();
 }
 
@@ -722,7 +722,7 @@ int binary_serializer_read_kor(struct kor *kor, struct reader *reader)
     KOR_ASSERT(kor->version == 1);
     KOR_ASSERT(reader != NULL);
     uint32_t state = 0;
-    const int head = _kor_read_head(kor, &state, reader);
+    const int head = _kor_read_head(kor, state, reader);
     if (head <= 0) return head;
     _kor_install_null_state(kor, state);
     const int nread = with_state(kor, [reader](auto *object) {

@@ -17,9 +17,9 @@ constexpr size_t max_state_size = 65536;
 
 // Whatever the state, its file names begin in the same way.
 constexpr uint8_t names_version = KOR_ZCF_STATE_C00_VERSION;
-static_assert(names_version == KOR_ZCF_STATE_CC0_VERSION &&
-              names_version == KOR_ZCF_STATE_CCC_VERSION &&
-              names_version == KOR_ZCF_STATE_HCC_VERSION);
+static_assert(names_version == KOR_ZCF_STATE_CC0_VERSION);
+static_assert(names_version == KOR_ZCF_STATE_CCC_VERSION);
+static_assert(names_version == KOR_ZCF_STATE_HCC_VERSION);
 
 // The bytes of a state file that were not yet read.
 struct unread_bytes {
