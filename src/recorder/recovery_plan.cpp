@@ -215,11 +215,13 @@ int plan_state(recovery_plan *plan, bool resumes) noexcept
          .next_file_number = plan->next_file_number,
          .files = files},
         &plan->state);
+    if (result < 0) return result;
+    // Composed, it has bytes; and so has the other if they are as many.
     const vela::stored_bytes &now = f.stored.bytes;
     plan->is_state_wrong =
         now.size() != plan->state.size() ||
         std::memcmp(now.begin(), plan->state.data(), now.size()) != 0;
-    return result;
+    return KOR_OK;
 }
 
 // --- doing it ---
