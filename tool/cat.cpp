@@ -20,13 +20,6 @@ namespace {
 using format_maker = std::unique_ptr<cat_format> (*)(output &,
                                                      const selection &);
 
-struct options {
-    std::string name;
-    std::string format = "text";
-    std::string file;
-    selection_options selection;
-};
-
 const std::map<std::string, format_maker> &formats()
 {
     static const std::map<std::string, format_maker> all = {
@@ -57,7 +50,7 @@ void refuse_to_overwrite(const playback &source, const std::string &file)
 
 class shower {
 public:
-    explicit shower(const options &o)
+    explicit shower(const cat_options &o)
         : source_(o.name),
           chosen_(o.selection),
           vorn_(o.format == "vorn"),
@@ -69,7 +62,7 @@ public:
     exit_status run();
 
 private:
-    const std::string &checked(const options &o) const
+    const std::string &checked(const cat_options &o) const
     {
         refuse_to_overwrite(source_, o.file);
         return o.file;
@@ -127,24 +120,16 @@ exit_status shower::run()
 
 }  // namespace
 
-void add_cat(CLI::App &app, action &chosen)
+exit_status run_cat(const cat_options &o)
 {
-    auto o = std::make_shared<options>();
-    CLI::App *verb = app.add_subcommand(
-        "cat", "Show intervals, samples and events in time order");
-    verb->add_option("NAME", o->name, "Base name of a recorder, or one file")
-        ->required();
-    verb->add_option("--format", o->format, "text, csv, jsonl or vorn")
-        ->check(CLI::IsMember(formats()))
-        ->capture_default_str();
-    verb->add_option("-o,--output", o->file,
-                     "Write to this file (standard output)");
-    add_selection_options(*verb, o->selection);
-    verb->callback([o, &chosen] {
-        chosen = [o] {
-            return shower(*o).run();
-        };
-    });
+    return shower(o).run();
+}
+
+std::set<std::string> cat_format_names()
+{
+    std::set<std::string> names;
+    for (const auto &[name, maker] : formats()) names.insert(name);
+    return names;
 }
 
 }  // namespace tool

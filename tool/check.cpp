@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
@@ -25,11 +24,6 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-struct options {
-    std::string name;
-    bool as_json = false;
-};
-
 struct finding {
     std::string filename;
     std::optional<uint64_t> offset;
@@ -39,7 +33,7 @@ struct finding {
 // Compares what the files hold with what they and the state file promise.
 class examination {
 public:
-    explicit examination(const options &o)
+    explicit examination(const check_options &o)
         : name_(o.name), source_(o.name), all_(summarise(source_))
     {
         if (all_.lost_state) {
@@ -204,7 +198,7 @@ void examination::check_recovery()
     }
 }
 
-json to_json(const options &o, const examination &e)
+json to_json(const check_options &o, const examination &e)
 {
     json j = {{"name", o.name}, {"clean", e.findings().empty()}};
     j["findings"] = json::array();
@@ -217,7 +211,7 @@ json to_json(const options &o, const examination &e)
     return j;
 }
 
-void print_text(output &out, const options &o, const examination &e)
+void print_text(output &out, const check_options &o, const examination &e)
 {
     for (const finding &f : e.findings()) {
         const std::string place = f.offset ? fmt::format(":{}", *f.offset) : "";
@@ -237,7 +231,9 @@ void print_text(output &out, const options &o, const examination &e)
         printable(o.name), e.all().files.size(), intervals, samples));
 }
 
-exit_status run(const options &o)
+}  // namespace
+
+exit_status run_check(const check_options &o)
 {
     const examination e(o);
     output out("");
@@ -251,23 +247,6 @@ exit_status run(const options &o)
     }
     out.finish();
     return e.findings().empty() ? exit_status::done : exit_status::incomplete;
-}
-
-}  // namespace
-
-void add_check(CLI::App &app, action &chosen)
-{
-    auto o = std::make_shared<options>();
-    CLI::App *verb = app.add_subcommand(
-        "check", "Verify a recorder or a buffer file, changing nothing");
-    verb->add_option("NAME", o->name, "Base name of a recorder, or one file")
-        ->required();
-    verb->add_flag("--json", o->as_json, "As JSON");
-    verb->callback([o, &chosen] {
-        chosen = [o] {
-            return run(*o);
-        };
-    });
 }
 
 }  // namespace tool

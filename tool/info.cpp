@@ -1,7 +1,6 @@
 // info.cpp: kor info: what a recorder or a buffer file holds.
 #include <fmt/format.h>
 
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "kor_buffer.h"
@@ -17,13 +16,6 @@ namespace tool {
 namespace {
 
 using json = nlohmann::ordered_json;
-
-struct options {
-    std::string name;
-    bool as_json = false;
-    bool utc = false;
-    bool local = false;
-};
 
 json to_json(const file_summary &f, zone z)
 {
@@ -58,7 +50,7 @@ json events_json(const summary &s)
     return j;
 }
 
-json to_json(const options &o, const summary &s, zone z)
+json to_json(const info_options &o, const summary &s, zone z)
 {
     json j = {{"name", o.name}};
     j["recorder"] = s.info.is_recorder ? recorder_json(s) : json();
@@ -138,7 +130,7 @@ void print_gaps(output &out, const summary &s, zone z)
     }
 }
 
-void print_text(output &out, const options &o, const summary &s, zone z)
+void print_text(output &out, const info_options &o, const summary &s, zone z)
 {
     out.write(printable(o.name) + "\n");
     if (s.info.is_recorder) {
@@ -165,11 +157,13 @@ void print_text(output &out, const options &o, const summary &s, zone z)
     }
 }
 
-exit_status run(const options &o)
+}  // namespace
+
+exit_status run_info(const info_options &o)
 {
     playback source(o.name);
     const summary s = summarise(source);
-    const zone z = o.utc ? zone::utc : zone::local;
+    const zone z = o.zone.utc ? zone::utc : zone::local;
     output out("");
     if (o.as_json) {
         constexpr int indent = 2;
@@ -181,24 +175,6 @@ exit_status run(const options &o)
     }
     out.finish();
     return s.is_whole() ? exit_status::done : exit_status::incomplete;
-}
-
-}  // namespace
-
-void add_info(CLI::App &app, action &chosen)
-{
-    auto o = std::make_shared<options>();
-    CLI::App *verb = app.add_subcommand(
-        "info", "State, parameters, files, sensors, events and gaps");
-    verb->add_option("NAME", o->name, "Base name of a recorder, or one file")
-        ->required();
-    verb->add_flag("--json", o->as_json, "As JSON");
-    add_zone_options(*verb, o->utc, o->local);
-    verb->callback([o, &chosen] {
-        chosen = [o] {
-            return run(*o);
-        };
-    });
 }
 
 }  // namespace tool

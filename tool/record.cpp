@@ -8,7 +8,6 @@
 
 #include "line_source.hpp"
 #include "messages.hpp"
-#include "recorder_options.hpp"
 #include "recording.hpp"
 #include "telemetry_text.hpp"
 #include "verbs.hpp"
@@ -16,13 +15,6 @@
 namespace tool {
 
 namespace {
-
-struct options {
-    std::string base;
-    std::string file;
-    std::string events;
-    recorder_parameters parameters;
-};
 
 // Shows how far the work is, a few times a second.
 class progress_line {
@@ -45,7 +37,8 @@ private:
 // Merges samples and events into the recorder.
 class merger {
 public:
-    explicit merger(const options &o) : options_(o), text_(o.file, skipped_)
+    explicit merger(const record_options &o)
+        : options_(o), text_(o.file, skipped_)
     {
         if (!o.events.empty()) events_.emplace(o.events, skipped_);
     }
@@ -57,7 +50,7 @@ private:
     void write_events_up_to(int64_t time, bool anywhere);
     exit_status conclude();
 
-    const options &options_;
+    const record_options &options_;
     skipped_lines skipped_;
     telemetry_text text_;
     std::optional<event_text> events_;
@@ -126,31 +119,14 @@ exit_status merger::conclude()
     return exit_status::nothing;
 }
 
-exit_status run(const options &o)
+}  // namespace
+
+exit_status run_record(const record_options &o)
 {
     check_base_name(o.base);
     check_parameters(o.parameters);
     end_reading_on_signals();
     return merger(o).run();
-}
-
-}  // namespace
-
-void add_record(CLI::App &app, action &chosen)
-{
-    auto o = std::make_shared<options>();
-    CLI::App *verb = app.add_subcommand(
-        "record", "Read text telemetry into a recorder, resumed or created");
-    verb->add_option("BASE", o->base, "Base name of the recorder")->required();
-    verb->add_option("FILE", o->file, "Text telemetry (standard input)");
-    add_parameter_options(*verb, o->parameters);
-    verb->add_option("--events", o->events,
-                     "Events to merge in: lines TIMESTAMP,TYPE,TEXT");
-    verb->callback([o, &chosen] {
-        chosen = [o] {
-            return run(*o);
-        };
-    });
 }
 
 }  // namespace tool

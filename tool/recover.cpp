@@ -1,7 +1,6 @@
 // recover.cpp: kor recover: repairs a recorder after a crash or damage.
 #include <fmt/format.h>
 
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "error.h"
@@ -19,13 +18,6 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-struct options {
-    std::string base;
-    recorder_parameters parameters = {0, 0};
-    bool dry_run = false;
-    bool as_json = false;
-};
-
 json to_json(const kor_recovery_file &f)
 {
     return {{"filename", f.filename},
@@ -37,7 +29,7 @@ json to_json(const kor_recovery_file &f)
             {"bytes_damaged", f.bytes_damaged}};
 }
 
-json to_json(const options &o, const recovery &r)
+json to_json(const recover_options &o, const recovery &r)
 {
     json j = {{"name", o.base},
               {"dry_run", o.dry_run},
@@ -55,7 +47,7 @@ json to_json(const options &o, const recovery &r)
     return j;
 }
 
-void print_text(output &out, const options &o, const recovery &r)
+void print_text(output &out, const recover_options &o, const recovery &r)
 {
     const char *nothing = o.dry_run ? "nothing to repair" : "nothing repaired";
     const char *repaired = o.dry_run ? "would be repaired" : "repaired";
@@ -72,7 +64,7 @@ void print_text(output &out, const options &o, const recovery &r)
     }
 }
 
-exit_status explain(const options &o, int code)
+exit_status explain(const recover_options &o, int code)
 {
     if (code == KOR_ERR_END_OF_STREAM) {
         complain(fmt::format("{}: nothing was recorded", printable(o.base)));
@@ -91,7 +83,9 @@ exit_status explain(const options &o, int code)
     return exit_status::failed;
 }
 
-exit_status run(const options &o)
+}  // namespace
+
+exit_status run_recover(const recover_options &o)
 {
     check_base_name(o.base);
     const bool some = o.parameters.samples > 0 || o.parameters.intervals > 0;
@@ -111,28 +105,6 @@ exit_status run(const options &o)
     }
     out.finish();
     return has_losses(*r.report) ? exit_status::incomplete : exit_status::done;
-}
-
-}  // namespace
-
-void add_recover(CLI::App &app, action &chosen)
-{
-    auto o = std::make_shared<options>();
-    CLI::App *verb = app.add_subcommand(
-        "recover", "Repair a recorder that no process has open");
-    verb->add_option("BASE", o->base, "Base name of the recorder")->required();
-    verb->add_option("--samples", o->parameters.samples,
-                     "Samples of a buffer, where the files do not tell");
-    verb->add_option("--intervals", o->parameters.intervals,
-                     "Intervals of a buffer, where the files do not tell");
-    verb->add_flag("--dry-run", o->dry_run,
-                   "Say what would be done and change nothing");
-    verb->add_flag("--json", o->as_json, "As JSON");
-    verb->callback([o, &chosen] {
-        chosen = [o] {
-            return run(*o);
-        };
-    });
 }
 
 }  // namespace tool

@@ -14,7 +14,6 @@
 #include "machine.hpp"
 #include "messages.hpp"
 #include "recorder_files.hpp"
-#include "recorder_options.hpp"
 #include "recording.hpp"
 #include "times.hpp"
 #include "verbs.hpp"
@@ -22,14 +21,6 @@
 namespace tool {
 
 namespace {
-
-struct options {
-    std::string base;
-    std::string vorn;
-    uint32_t every = 5;
-    uint64_t for_seconds = 0;
-    recorder_parameters parameters;
-};
 
 // Events of the sampler's own are notes.
 constexpr uint32_t event_note = 1;
@@ -151,7 +142,7 @@ int32_t wall_clock()
 
 class sampler {
 public:
-    explicit sampler(const options &o)
+    explicit sampler(const sample_options &o)
         : recording_(o.base, o.parameters),
           schedule_(o.every),
           machine_("", to_seconds(monotonic_now()))
@@ -208,7 +199,9 @@ exit_status sampler::run()
     return exit_status::done;
 }
 
-exit_status run(const options &o)
+}  // namespace
+
+exit_status run_sample(const sample_options &o)
 {
     check_base_name(o.base);
     check_parameters(o.parameters);
@@ -218,30 +211,6 @@ exit_status run(const options &o)
     }
     if (!o.vorn.empty()) refuse_recorder_file(o.base, o.vorn);
     return sampler(o).run();
-}
-
-}  // namespace
-
-void add_sample(CLI::App &app, action &chosen)
-{
-    auto o = std::make_shared<options>();
-    CLI::App *verb = app.add_subcommand(
-        "sample", "Sample this machine into a recorder until stopped");
-    verb->add_option("BASE", o->base, "Base name of the recorder")->required();
-    verb->add_option("--every", o->every, "Seconds between samples")
-        ->check(CLI::Range(1u, 86400u))
-        ->capture_default_str();
-    verb->add_option("--for", o->for_seconds,
-                     "Seconds to go on; until stopped when not given")
-        ->check(CLI::PositiveNumber);
-    verb->add_option("--vorn", o->vorn,
-                     "Append the samples to a text telemetry file, too");
-    add_parameter_options(*verb, o->parameters);
-    verb->callback([o, &chosen] {
-        chosen = [o] {
-            return run(*o);
-        };
-    });
 }
 
 }  // namespace tool

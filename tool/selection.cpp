@@ -26,26 +26,8 @@ int64_t to_time(const std::string &text, zone z)
 
 }  // namespace
 
-void add_zone_options(CLI::App &verb, bool &utc, bool &local)
-{
-    CLI::Option *in_utc = verb.add_flag("--utc", utc, "Times in UTC");
-    verb.add_flag("--local", local, "Times in local time (default)")
-        ->excludes(in_utc);
-}
-
-void add_selection_options(CLI::App &verb, selection_options &o)
-{
-    verb.add_option("-S,--since", o.since, "Nothing older than this time");
-    verb.add_option("-E,--until", o.until, "Nothing newer than this time");
-    verb.add_option("--sensor", o.sensors,
-                    "Only sensors whose names match the pattern")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    add_zone_options(verb, o.utc, o.local);
-}
-
 selection::selection(const selection_options &o)
-    : zone_(o.utc ? zone::utc : zone::local), globs_(o.sensors)
+    : zone_(o.zone.utc ? zone::utc : zone::local), globs_(o.sensors)
 {
     if (!o.since.empty()) since_ = to_time(o.since, zone_);
     if (!o.until.empty()) until_ = to_time(o.until, zone_);

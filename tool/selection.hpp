@@ -2,7 +2,6 @@
 #ifndef KOR_TOOL_SELECTION_HPP
 #define KOR_TOOL_SELECTION_HPP
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -14,16 +13,16 @@
 namespace tool {
 
 // The options as they are given.
+struct zone_options {
+    bool utc = false;
+    bool local = false;
+};
 struct selection_options {
     std::string since;
     std::string until;
     std::vector<std::string> sensors;
-    bool utc = false;
-    bool local = false;
+    zone_options zone;
 };
-
-void add_selection_options(CLI::App &verb, selection_options &o);
-void add_zone_options(CLI::App &verb, bool &utc, bool &local);
 
 class selection {
 public:

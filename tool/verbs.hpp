@@ -1,24 +1,63 @@
-// verbs.hpp: what the program can do, one verb a file.
+// verbs.hpp: what the program can do, one verb a file, with its options.
 #ifndef KOR_TOOL_VERBS_HPP
 #define KOR_TOOL_VERBS_HPP
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include <cstdint>
+#include <set>
+#include <string>
 
 #include "exit_status.hpp"
+#include "recording.hpp"
+#include "selection.hpp"
 
 namespace tool {
 
-// The verb that was asked for, ready to run.
-using action = std::function<exit_status()>;
+struct record_options {
+    std::string base;
+    std::string file;    // empty: standard input
+    std::string events;  // empty: none
+    recorder_parameters parameters;
+};
+exit_status run_record(const record_options &o);
 
-// Each adds a verb with its options to the command line.
-void add_record(CLI::App &app, action &chosen);
-void add_sample(CLI::App &app, action &chosen);
-void add_info(CLI::App &app, action &chosen);
-void add_cat(CLI::App &app, action &chosen);
-void add_check(CLI::App &app, action &chosen);
-void add_recover(CLI::App &app, action &chosen);
+struct sample_options {
+    std::string base;
+    std::string vorn;  // empty: no text file
+    uint32_t every = 5;
+    uint64_t for_seconds = 0;  // until stopped
+    recorder_parameters parameters;
+};
+exit_status run_sample(const sample_options &o);
+
+struct info_options {
+    std::string name;
+    bool as_json = false;
+    zone_options zone;
+};
+exit_status run_info(const info_options &o);
+
+struct cat_options {
+    std::string name;
+    std::string format = "text";
+    std::string file;  // empty: standard output
+    selection_options selection;
+};
+exit_status run_cat(const cat_options &o);
+std::set<std::string> cat_format_names();
+
+struct check_options {
+    std::string name;
+    bool as_json = false;
+};
+exit_status run_check(const check_options &o);
+
+struct recover_options {
+    std::string base;
+    recorder_parameters parameters = {0, 0};
+    bool dry_run = false;
+    bool as_json = false;
+};
+exit_status run_recover(const recover_options &o);
 
 }  // namespace tool
 
