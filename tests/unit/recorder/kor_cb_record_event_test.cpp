@@ -184,14 +184,7 @@ TEST(KorCbRecordEvent, EveryCutIsRefused)
         });
 }
 
-struct damage {
-    const char *name;
-    size_t at;
-    std::string bytes;
-    int code;
-};
-
-class DamagedEvent : public testing::TestWithParam<damage> {};
+class DamagedEvent : public testing::TestWithParam<test::damage> {};
 
 TEST_P(DamagedEvent, IsRefusedAndLeavesTheRecordAsItWas)
 {
@@ -202,7 +195,7 @@ TEST_P(DamagedEvent, IsRefusedAndLeavesTheRecordAsItWas)
     expect_untouched(*rec);
 }
 
-const damage damages[] = {
+const test::damage damages[] = {
     {"Version0", 0, bytes("00"), KOR_ERR_WRONG_VERSION},
     {"Version2", 0, bytes("02"), KOR_ERR_WRONG_VERSION},
     {"TimestampVersion", 5, bytes("02"), KOR_ERR_WRONG_VERSION},

@@ -242,14 +242,7 @@ TEST(KorCbRecordSensorNames, EveryCutIsRefused)
         });
 }
 
-struct damage {
-    const char *name;
-    size_t at;
-    std::string bytes;
-    int code;
-};
-
-class DamagedNames : public testing::TestWithParam<damage> {};
+class DamagedNames : public testing::TestWithParam<test::damage> {};
 
 TEST_P(DamagedNames, AreRefusedAndLeaveTheRecordAsItWas)
 {
@@ -260,7 +253,7 @@ TEST_P(DamagedNames, AreRefusedAndLeaveTheRecordAsItWas)
     expect_untouched(*rec);
 }
 
-const damage damages[] = {
+const test::damage damages[] = {
     {"Version0", 0, bytes("00"), KOR_ERR_WRONG_VERSION},
     {"Version2", 0, bytes("02"), KOR_ERR_WRONG_VERSION},
     {"TimestampVersion", 1, bytes("02"), KOR_ERR_WRONG_VERSION},

@@ -377,14 +377,7 @@ TEST(KorCbRecordSensorValues, EveryCutIsRefused)
         });
 }
 
-struct damage {
-    const char *name;
-    size_t at;
-    std::string bytes;
-    int code;
-};
-
-class DamagedValues : public testing::TestWithParam<damage> {};
+class DamagedValues : public testing::TestWithParam<test::damage> {};
 
 TEST_P(DamagedValues, AreRefused)
 {
@@ -396,7 +389,7 @@ TEST_P(DamagedValues, AreRefused)
     EXPECT_EQ(rec->values, nullptr);
 }
 
-const damage damages[] = {
+const test::damage damages[] = {
     {"Version0", 0, bytes("00"), KOR_ERR_WRONG_VERSION},
     {"Version2", 0, bytes("02"), KOR_ERR_WRONG_VERSION},
     {"TimestampVersion", 1, bytes("02"), KOR_ERR_WRONG_VERSION},

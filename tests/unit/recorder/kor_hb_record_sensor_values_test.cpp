@@ -300,14 +300,7 @@ TEST(KorHbRecordSensorValues, EveryCutIsRefused)
         });
 }
 
-struct damage {
-    const char *name;
-    size_t at;
-    std::string bytes;
-    int code;
-};
-
-class DamagedInterval : public testing::TestWithParam<damage> {};
+class DamagedInterval : public testing::TestWithParam<test::damage> {};
 
 TEST_P(DamagedInterval, IsRefused)
 {
@@ -317,7 +310,7 @@ TEST_P(DamagedInterval, IsRefused)
         GetParam().code);
 }
 
-const damage damages[] = {
+const test::damage damages[] = {
     {"Version0", 0, bytes("00"), KOR_ERR_WRONG_VERSION},
     {"Version3", 0, bytes("03"), KOR_ERR_WRONG_VERSION},
     {"StartVersion", 1, bytes("02"), KOR_ERR_WRONG_VERSION},

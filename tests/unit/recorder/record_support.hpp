@@ -146,6 +146,19 @@ inline void expect_writer_failures_come_through(
     }
 }
 
+// A row of a table: bytes that a stored record holds in the place of its own,
+// and what reading it then returns.
+struct damage {
+    const char *name;
+    size_t at;
+    std::string bytes;
+    int code;
+};
+inline void PrintTo(const damage &row, std::ostream *os)
+{
+    *os << row.name;
+}
+
 }  // namespace test
 
 #endif
