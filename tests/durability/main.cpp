@@ -64,7 +64,7 @@ void run_tasks(const std::vector<task> &tasks)
     for (int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGALRM})
         std::signal(signal, die_of);
     for (;;) {
-        const uint64_t i = durability::counts().tasks++;
+        const auto i = static_cast<size_t>(durability::counts().tasks++);
         if (i >= tasks.size()) return;
         alarm(longest_trial);
         tasks[i].what->run(tasks[i].seed);

@@ -192,7 +192,9 @@ void settle_by_disk(const disk &d, const script &s, ledger *l)
         for (const item &it : b.items) {
             samples += it.kind == item_kind::sample;
             if (it.kind != kind || it.start != time_of(id)) continue;
-            l->settle(fate::kept, samples == s.size.samples);
+            // Only an event can be behind the last sample that has room.
+            l->settle(fate::kept,
+                      l->at(id).is_event && samples == s.size.samples);
             return;
         }
     }

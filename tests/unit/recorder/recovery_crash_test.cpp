@@ -60,7 +60,8 @@ std::vector<std::string> streams_of(const std::string &path)
     uint64_t end = 0;
     for (const played &p : play(path)) {
         if (p.offset + p.length <= end) continue;
-        streams.push_back(content.substr(p.offset, p.length));
+        streams.push_back(content.substr(static_cast<size_t>(p.offset),
+                                         static_cast<size_t>(p.length)));
         end = p.offset + p.length;
     }
     return streams;
