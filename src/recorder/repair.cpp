@@ -304,6 +304,10 @@ public:
             const int copied = item == scanned::record ? copy_record() : KOR_OK;
             if (copied < 0) return copied;
         }
+        // What fills the file up needs names, too.
+        const int named = names_.count() == 0 ? supply_any_names() : KOR_OK;
+        if (named < 0) return named;
+        copy(waiting_names_);
         return out_.flush();
     }
 
@@ -333,13 +337,20 @@ private:
                            static_cast<uint32_t>(bytes.size()));
     }
 
-    // Those that a history cannot have are left out.
+    // Whether names are some that the file cannot have.  Returns 1, 0 or a
+    // negative code.
+    int are_unfit(const column_names &names) const noexcept
+    {
+        const bool is_history = header_.kind == KOR_BUFFER_TYPE_HIST;
+        return is_history ? names.has_repetition() : 0;
+    }
+
+    // Those that the file cannot have are left out.
     int keep_names() noexcept
     {
         waiting_names_.clear();
         names_.clear();
-        const bool is_history = header_.kind == KOR_BUFFER_TYPE_HIST;
-        const int unfit = is_history ? scan_.names().has_repetition() : 0;
+        const int unfit = are_unfit(scan_.names());
         if (unfit != 0) return unfit < 0 ? unfit : KOR_OK;
         const bool kept =
             names_.assign(scan_.names()) &&
@@ -364,6 +375,9 @@ private:
             const int result =
                 vela::find_first_names(around_.sources[k].path, &names_);
             if (result == KOR_ERR_NO_MEMORY) return result;
+            const int unfit = are_unfit(names_);
+            if (unfit < 0) return unfit;
+            if (unfit == 1) names_.clear();
         }
         if (names_.count() == 0 && !names_.assign_placeholders(1))
             return KOR_ERR_NO_MEMORY;

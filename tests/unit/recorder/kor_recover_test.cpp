@@ -510,6 +510,32 @@ TEST_F(KorRecover, LeavesNoNamesThatNoMergeTakes)
     }
 }
 
+// A closed file of which only names are left is filled up like any other.
+TEST_F(KorRecover, FillsUpAFileOfNamesAlone)
+{
+    const std::string first = stored_count(9) + "CPU0 Temp";
+    const std::string second = stored_count(10) + "DISK0 READ";
+    std::string unfit = stored_names;
+    unfit.replace(unfit.find(first), first.size(), second);
+    const folder files = recorder_folder(15);
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"rec.3.cbuf.z", current_header(4) + stored_names},
+        {"rec.3.cbuf.z", stored_names},
+        {"rec.4.hbuf.z", hist_header(4) + stored_names + stored_names},
+        {"rec.4.hbuf.z", hist_header(4) + unfit},
+        {"rec.4.hbuf.z", unfit},
+    };
+    for (const auto &[name, content] : rows) {
+        restore(files);
+        write_streams(name, {content});
+        EXPECT_EQ(recover(), KOR_RECOVER_REPAIRED);
+        EXPECT_EQ(recover(), KOR_RECOVER_UNCHANGED);
+        const kor_holder kor(kor_resume("rec", 4, 2));
+        ASSERT_NE(kor, nullptr);
+        record(kor.get(), 15, 40);
+    }
+}
+
 TEST_F(KorRecover, GivesWhatItWritesToTheOwnerOfTheRecorder)
 {
     if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
