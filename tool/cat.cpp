@@ -1,5 +1,5 @@
 // cat.cpp: kor cat: intervals, samples and events in time order.
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <sys/stat.h>
 
 #include <map>

@@ -1,11 +1,10 @@
 // cat_formats.cpp: the forms in which kor cat shows a recording.
 #include "cat_formats.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "messages.hpp"
@@ -66,8 +65,7 @@ private:
     template <class... Args>
     void append(fmt::format_string<Args...> form, Args &&...args)
     {
-        fmt::format_to(std::back_inserter(line_), form,
-                       std::forward<Args>(args)...);
+        line_ += fmt::format(form, std::forward<Args>(args)...);
     }
 
     void summary(const std::string &name, const hist_value &hv)
@@ -296,8 +294,8 @@ public:
         written_names_ = names_;
         lines += stamp;
         for (const uint32_t i : chosen_.columns()) {
-            fmt::format_to(std::back_inserter(lines), ",{:.3f}",
-                           static_cast<double>(item.values[i]));
+            lines +=
+                fmt::format(",{:.3f}", static_cast<double>(item.values[i]));
         }
         out_.write(lines + '\n');
     }

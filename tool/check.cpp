@@ -1,5 +1,5 @@
 // check.cpp: kor check: verifies the files, changing nothing.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <charconv>

@@ -1,5 +1,5 @@
 // info.cpp: kor info: what a recorder or a buffer file holds.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <nlohmann/json.hpp>
 

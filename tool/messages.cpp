@@ -1,7 +1,7 @@
 // messages.cpp: what the program says on standard error.
 #include "messages.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -88,7 +88,7 @@ std::string printable(std::string_view text)
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < ' ' || byte == 0x7F) {
-            fmt::format_to(std::back_inserter(safe), "\\x{:02x}", byte);
+            safe += fmt::format("\\x{:02x}", byte);
         } else {
             safe += c;
         }

@@ -1,7 +1,7 @@
 // output.cpp: where data goes: standard output or a file.
 #include "output.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include <algorithm>

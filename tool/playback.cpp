@@ -1,7 +1,7 @@
 // playback.cpp: what a recorder or a buffer file holds, in time order.
 #include "playback.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "error.h"
 #include "exit_status.hpp"

@@ -1,5 +1,5 @@
 // record.cpp: kor record: text telemetry into a recorder.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <chrono>
 #include <limits>

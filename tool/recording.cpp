@@ -1,7 +1,7 @@
 // recording.cpp: a recorder open for writing.
 #include "recording.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <sys/time.h>
 
 #include <limits>

@@ -1,5 +1,5 @@
 // recover.cpp: kor recover: repairs a recorder after a crash or damage.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <nlohmann/json.hpp>
 

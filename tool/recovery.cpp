@@ -1,7 +1,7 @@
 // recovery.cpp: what recovery did, or would do.
 #include "recovery.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <span>

@@ -1,5 +1,5 @@
 // sample.cpp: kor sample: this machine into a recorder.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <cerrno>
 #include <csignal>

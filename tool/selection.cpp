@@ -1,7 +1,7 @@
 // selection.cpp: the part of a recording that is asked for.
 #include "selection.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <fnmatch.h>
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // sound.cpp: the figures of an interval that single-precision sums can carry.
 #include "sound.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 // telemetry_text.cpp: text telemetry and event lines, every line checked.
 #include "telemetry_text.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <array>

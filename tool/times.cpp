@@ -1,7 +1,7 @@
 // times.cpp: times as people write and read them.
 #include "times.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <array>
 #include <cerrno>
