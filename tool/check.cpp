@@ -105,6 +105,7 @@ private:
     void check_set();
     void check_capacities();
     void check_recovery();
+    bool differs_in_names_only(const kor_recovery_report &r) const;
     uint32_t number_of(const std::string &filename) const;
 
     std::string name_;
@@ -175,6 +176,17 @@ void examination::check_capacities()
     }
 }
 
+// A recorder that was moved or copied is sound, but cannot be opened here.
+bool examination::differs_in_names_only(const kor_recovery_report &r) const
+{
+    const kor_playback_info &stored = all_.info;
+    return r.state == stored.state &&
+           r.num_cb_samples == stored.num_cb_samples &&
+           r.num_hb_intervals == stored.num_hb_intervals &&
+           r.next_file_number == stored.next_file_number &&
+           r.nfiles == stored.nfiles;
+}
+
 // Recovery knows best what it would not leave as it is.
 void examination::check_recovery()
 {
@@ -189,7 +201,10 @@ void examination::check_recovery()
     }
     if (r.code == KOR_RECOVER_UNCHANGED) return;
     if (r.report->state_file_rebuilt && !all_.lost_state) {
-        add(name_ + ".state", "does not agree with the files");
+        add(name_ + ".state", differs_in_names_only(*r.report)
+                                  ? "names the files as they are named "
+                                    "elsewhere; recovery would rewrite it"
+                                  : "does not agree with the files");
     }
     for (uint32_t i = 0; i < r.report->nfiles; i++) {
         const kor_recovery_file &f = r.report->files[i];

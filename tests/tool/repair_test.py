@@ -80,6 +80,17 @@ class Checking(support.ToolTest):
                 else:
                     self.assertEqual(run.status, INCOMPLETE)
 
+    def test_a_recorder_of_another_folder_is_told_from_a_damaged_one(self):
+        moved = self.folder / "moved"
+        moved.mkdir()
+        for name in self.names("r.*"):
+            (moved / name).write_bytes(self.path(name).read_bytes())
+        run = self.kor("check", "moved/r", expect=INCOMPLETE)
+        self.assertIn("moved/r.state: names the files as they are named "
+                      "elsewhere", run.out)
+        self.kor("recover", "moved/r", expect=DONE)
+        self.kor("check", "moved/r", expect=DONE)
+
     def test_a_short_closed_file_is_found(self):
         for name in (self.history, self.closed):
             content = self.path(name).read_bytes()
