@@ -44,9 +44,9 @@ struct kor {
 };
 
 /*
- * Makes a recorder, its first buffer and its state file.  Older files of that
- * name are overwritten: kor_recover and kor_open come first where there may be
- * any.
+ * Makes a recorder, its first buffer and its state file.  Those of an older
+ * recorder of that name are overwritten, its other files stay and belong to
+ * nothing: kor_recover and kor_open come first where there may be any.
  *
  * filename          base name of all files; copied.  Relative names are found
  *                   again only from the same current folder, and names of more

@@ -1,5 +1,6 @@
 /*
- * kor_playback.h: reading a recorder's files in time order, changing nothing.
+ * kor_playback.h: reading a recorder's files in the order of their recording,
+ * changing nothing.
  *
  * The files may be those of a running recorder, torn, damaged, on a read-only
  * medium or from another machine.  Nothing is locked, no write permission is

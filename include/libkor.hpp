@@ -223,7 +223,8 @@ public:
     {
         return make(kor_resume, name, samples, intervals);
     }
-    // Begins anew; what was there is lost.
+    // Begins anew, over the state file and the first buffer of an older
+    // recorder; its other files stay and belong to nothing.
     static result<recorder> create(const char *name, std::uint32_t samples,
                                    std::uint32_t intervals) noexcept
     {
@@ -313,8 +314,8 @@ private:
 // on.
 using item = struct kor_playback_item;
 
-// The items of a recorder or of one buffer file, once, in time order.  What is
-// made by default or was moved from has none.
+// The items of a recorder or of one buffer file, once, in the order of their
+// recording.  What is made by default or was moved from has none.
 class playback {
 public:
     playback() noexcept = default;

@@ -1,4 +1,4 @@
-// cat.cpp: kor cat: intervals, samples and events in time order.
+// cat.cpp: kor cat: intervals, samples and events as recorded.
 #include <fmt/core.h>
 #include <sys/stat.h>
 

@@ -16,7 +16,8 @@ namespace {
 
 constexpr const char *footer =
     "Exit status: 0 done, 1 failed, 2 wrong usage, 3 done but something was\n"
-    "missing or damaged, 4 nothing in the range.  See kor(1) and kor(5).";
+    "missing, damaged or skipped, 4 nothing in the range or to record.\n"
+    "See kor(1) and kor(5).";
 constexpr uint32_t longest_period = 86400;  // a day, in seconds
 
 // The verb that was asked for, ready to run.
@@ -130,7 +131,7 @@ void add_cat(CLI::App &app, command_line &line)
 {
     const auto o = std::make_shared<cat_options>();
     CLI::App *verb = app.add_subcommand(
-        "cat", "Show intervals, samples and events in time order");
+        "cat", "Show intervals, samples and events as recorded");
     add_name(verb, o->name);
     verb->add_option("--format", o->format, "text, csv, jsonl or vorn")
         ->check(CLI::IsMember(cat_format_names()))

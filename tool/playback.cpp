@@ -1,4 +1,4 @@
-// playback.cpp: what a recorder or a buffer file holds, in time order.
+// playback.cpp: what a recorder or a buffer file holds, as recorded.
 #include "playback.hpp"
 
 #include <fmt/core.h>

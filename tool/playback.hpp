@@ -1,4 +1,4 @@
-// playback.hpp: what a recorder or a buffer file holds, in time order.
+// playback.hpp: what a recorder or a buffer file holds, as recorded.
 #ifndef KOR_TOOL_PLAYBACK_HPP
 #define KOR_TOOL_PLAYBACK_HPP
 
