@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -76,6 +77,8 @@ std::string errors_of_child(void (*run)(), int &status)
         close(ends[0]);
         const struct rlimit none = {0, 0};
         setrlimit(RLIMIT_CORE, &none);
+        // Folders that it makes and cannot remove stay inside the parent's.
+        setenv("TMPDIR", fs::current_path().c_str(), 1);
         run();
         _exit(0);
     }
